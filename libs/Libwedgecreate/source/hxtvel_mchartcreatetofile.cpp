@@ -1,0 +1,2 @@
+// hxtvel_mchartcreatetofile.cpp - drawing chart pages to files.
+#include "hxtvel_mchartcreatetofile.h"

@@ -1,0 +1,2 @@
+// hxtvel_positioningbar.cpp - the positioning bar pattern and its drawing.
+#include "hxtvel_positioningbar.h"

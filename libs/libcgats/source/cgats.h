@@ -1,0 +1,89 @@
+// cgats.h - c_cgats, the measurement instance: up to five colour kinds side
+// by side (RGB, CMYK, Lab, XYZ, spectral) with the instrument's conditions,
+// filled by the setters or the CGATS reader and written as CGATS or text.
+//
+// Every public operation holds lock_ for its whole run and returns a code
+// (0, or 101..108). Colour arrays are owned; a pointer is null exactly when
+// its count is 0.
+#ifndef HXTVEL_CGATS_H_INTERNAL
+#define HXTVEL_CGATS_H_INTERNAL
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cgatsutility.h"
+#include "hxtvel_types.h"
+#include "liblock.h"
+
+namespace hxtvel {
+
+class c_cgats {
+public:
+    c_cgats();
+    ~c_cgats();
+    c_cgats(const c_cgats &) = delete;
+    c_cgats &operator=(const c_cgats &) = delete;
+
+    // Destroys and frees the instance itself.
+    void destroy();
+
+    // --- store ---------------------------------------------------------
+    uint32_t set_lab(const velCIELab *data, uint32_t count);
+    uint32_t set_xyz(const velCIEXYZ *data, uint32_t count);
+    uint32_t set_rgb(const velRGB *data, uint32_t count);
+    uint32_t set_cmyk(const velCMYK *data, uint32_t count);
+    uint32_t get_lab(velCIELab *data, uint32_t *count);
+    uint32_t get_xyz(velCIEXYZ *data, uint32_t *count);
+    uint32_t get_rgb(velRGB *data, uint32_t *count);
+    uint32_t get_cmyk(velCMYK *data, uint32_t *count);
+    uint32_t set_spectroref(const velSPECTRO_REF *data, uint32_t count);
+    uint32_t get_spectroref(velSPECTRO_REF *data, uint32_t *count, uint16_t *values);
+    uint32_t set_sensorinfo(velSensorInfo info);
+
+    // --- files ---------------------------------------------------------
+    uint32_t read_cgats(const char *path, unsigned char kinds);
+    uint32_t write_cgats(const char *path);
+    uint32_t write_text(const char *path, HXTVEL_FileType type);
+
+    // --- memory (callers hold lock_) -------------------------------------
+    void release_color_memory(unsigned char flag);
+    void release_struct_memory();
+    uint32_t alloc_array_memory(uint32_t kinds_count, unsigned char kinds);
+
+private:
+    template <typename T>
+    uint32_t set_colour(T *&stored, uint32_t &stored_count, unsigned char flag, const T *data,
+                        uint32_t count);
+    template <typename T>
+    uint32_t get_colour(const T *stored, uint32_t stored_count, T *data, uint32_t *count);
+    void free_reader_arrays();
+
+    velCIELab *lab_data_;
+    velSPECTRO_REF *spectral_data_;
+    velCIEXYZ *xyz_data_;
+    velRGB *rgb_data_;
+    velCMYK *cmyk_data_;
+    velSensorInfo *sensor_info_;
+    uint32_t rgb_count_;
+    uint32_t cmyk_count_;
+    uint32_t lab_count_;
+    uint32_t xyz_count_;
+    uint32_t spectral_count_;
+
+    // Reader working storage.
+    uint32_t read_done_;
+    std::vector<uint32_t> *fld_key_array_;       // per requested kind: its columns
+    std::vector<uint16_t> *spectral_nm_array_;   // per requested kind: wavelengths
+    std::vector<uint32_t> key_list_;             // block keywords met, in file order
+    std::map<std::string, int32_t> key_num_map_; // NUMBER_OF_FIELDS / NUMBER_OF_SETS
+    uint16_t field_count_;
+    uint8_t block_state_;  // 0 outside, 1 data format, 2 data
+
+    c_lock lock_;
+};
+
+}  // namespace hxtvel
+
+#endif  // HXTVEL_CGATS_H_INTERNAL

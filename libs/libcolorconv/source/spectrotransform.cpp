@@ -1,0 +1,2 @@
+// spectrotransform.cpp - illuminant and colour-matching tables, conversion.
+#include "spectrotransform.h"

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs the built library into a scratch prefix and builds two consumers
+# against it: the examples through find_package(hxtvel), and a C program
+# through pkg-config. Proves that the installed package is usable as shipped.
+set -euo pipefail
+build_dir=$1
+source_dir=$2
+work=$(mktemp -d /tmp/hxtvel_install_XXXXXX)
+trap 'rm -rf "$work"' EXIT
+
+cmake --install "$build_dir" --prefix "$work/prefix" >/dev/null
+test -L "$work/prefix/lib/libhxtvel.so"
+test -f "$work/prefix/lib/libhxtvel.so.1.0.0"
+readelf -d "$work/prefix/lib/libhxtvel.so.1.0.0" | grep -q 'SONAME.*libhxtvel.so.1'
+test -f "$work/prefix/include/hxtvel/hxtvel.h"
+test -f "$work/prefix/lib/pkgconfig/hxtvel.pc"
+
+cmake -S "$source_dir/examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
+cmake --build "$work/examples" >/dev/null
+"$work/examples/measurement_round" "$work" >/dev/null
+
+export PKG_CONFIG_PATH="$work/prefix/lib/pkgconfig"
+cc -std=c99 -pedantic -Wall -Werror -o "$work/host_c99" "$source_dir/tests/c/host_c99.c" \
+   $(pkg-config --cflags --libs hxtvel) -Wl,-rpath,"$work/prefix/lib"
+"$work/host_c99"
+echo "install test: ok"
