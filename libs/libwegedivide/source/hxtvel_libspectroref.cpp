@@ -271,7 +271,7 @@ spectrobin_check check_spectrobin(const unsigned char *buffer, size_t size) noex
     // Both functions read the header and the first block's fields, even
     // when the stream holds no block.
     if (!holds(0, k_spectrobin_header, -1, "stream header")) return r;
-    if (!holds(k_spectrobin_header, k_block_header, 0, "block header")) return r;
+    if (!holds(k_spectrobin_header, k_block_header, 0, "header")) return r;
     const block_fields first = read_block(buffer + k_spectrobin_header);
     if (!header_allows_walk(buffer, first)) return r;
 
@@ -283,7 +283,7 @@ spectrobin_check check_spectrobin(const unsigned char *buffer, size_t size) noex
     uint64_t at = k_spectrobin_header;
     for (uint32_t i = 0; i < count; ++i) {
         const int32_t index = static_cast<int32_t>(i);
-        if (!holds(at, k_block_header, index, "block header")) return r;
+        if (!holds(at, k_block_header, index, "header")) return r;
         const block_fields b = read_block(buffer + at);
         if (!length_agrees(b, first.bytes_per_patch)) return r;
         if (!holds(at + k_block_header, b.wedge_len - k_block_fields, index, "patch data")) return r;

@@ -40,7 +40,7 @@ struct spectrobin_check {
     uint64_t field_begin = 0;  // first byte of the field that does not fit
     uint64_t field_end = 0;    // one past its last byte: the least length that holds it
     int32_t block = -1;        // its block, counted from 0; -1 for the stream header
-    const char *field = "";    // "header", "block header" or "patch data"
+    const char *field = "";    // "stream header"; in a block "header" or "patch data"
 };
 
 // Walks the header and the blocks of the stream in buffer[0, size) the way
