@@ -450,6 +450,23 @@ TEST(SpectraById, NumbersAreDividedBy10000) {
     for (uint32_t i = 5; i < kValues; ++i) EXPECT_EQ(v[i], 0.0) << i;
 }
 
+// Every 16-bit number, 31 to a patch, comes out as exactly number / 10000.0.
+TEST(SpectraById, EveryNumberIsScaledExactly) {
+    const uint32_t patches = (65536 + kValues - 1) / kValues;
+    std::vector<uint8_t> data(patches * 62, 0);
+    for (uint32_t x = 0; x < 65536; ++x) {
+        data[2 * x] = static_cast<uint8_t>(x >> 8);
+        data[2 * x + 1] = static_cast<uint8_t>(x);
+    }
+    Spectrobin s;
+    s.add(ChartBlock().grid(static_cast<uint16_t>(patches), 1).data(data));
+    const Chart c = chart(s.build(), 1);
+    ASSERT_EQ(c.rc, 0);
+    int wrong = 0;
+    for (uint32_t x = 0; x < 65536; ++x) wrong += c.spectra->values[x] != x / 10000.0;
+    EXPECT_EQ(wrong, 0);
+}
+
 // Bytes per patch around 62: the first 31 numbers are values, more are
 // skipped, fewer leave the rest 0, an odd last byte is no number.
 class BytesPerPatch : public testing::TestWithParam<uint16_t> {};

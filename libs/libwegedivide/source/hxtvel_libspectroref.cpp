@@ -147,21 +147,29 @@ int32_t chart_ids(const unsigned char *s, unsigned char *ids, uint32_t *divcount
     return HXTVEL_OK;
 }
 
+// The big-endian 16-bit number at p. Loaded as one native number and
+// swapped on little-endian hosts, so that a loop over a patch becomes vector
+// loads, shifts and conversions.
+inline double be16_value(const unsigned char *p) {
+    uint16_t w;
+    std::memcpy(&w, p, sizeof w);
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    w = static_cast<uint16_t>((w >> 8) | (w << 8));
+#endif
+    return static_cast<double>(w) / k_full_scale;
+}
+
 // Decodes one patch of bytes_per_patch bytes into 31 values. Numbers past
 // the 31st are skipped; values that the patch does not hold (fewer than 62
 // bytes) are 0. An odd last byte is no number of its own.
 inline void decode_patch(const unsigned char *src, uint16_t bytes_per_patch, double *out) {
     constexpr uint32_t n = k_values_per_patch;
     if (bytes_per_patch >= 2 * n) {
-        for (uint32_t v = 0; v < n; ++v)
-            out[v] = static_cast<double>((static_cast<unsigned>(src[2 * v]) << 8) | src[2 * v + 1]) /
-                     k_full_scale;
+        for (uint32_t v = 0; v < n; ++v) out[v] = be16_value(src + 2 * v);
         return;
     }
     const uint32_t held = bytes_per_patch / 2u;
-    for (uint32_t v = 0; v < held; ++v)
-        out[v] = static_cast<double>((static_cast<unsigned>(src[2 * v]) << 8) | src[2 * v + 1]) /
-                 k_full_scale;
+    for (uint32_t v = 0; v < held; ++v) out[v] = be16_value(src + 2 * v);
     for (uint32_t v = held; v < n; ++v) out[v] = 0.0;
 }
 
