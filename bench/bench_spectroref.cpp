@@ -31,8 +31,10 @@ struct Fixture {
     std::vector<double> values;
     std::vector<velSPECTRO_REF> refs;
 
-    Fixture() : copy(size_t{kCharts} * kPatches * kBytesPerPatch), values(size_t{kPatches} * kValues),
-                refs(kPatches) {
+    Fixture()
+        : copy(size_t{kCharts} * kPatches * kBytesPerPatch),
+          values(size_t{kPatches} * kValues),
+          refs(kPatches) {
         hxtvel_test::Spectrobin s;
         for (int c = 0; c < kCharts; ++c)
             s.add(hxtvel_test::ChartBlock()
@@ -72,8 +74,8 @@ struct Fixture {
     }
     void memcpy_all() {
         for (int id = 0; id < kCharts; ++id)
-            std::memcpy(copy.data() + static_cast<size_t>(id) * kPatches * kBytesPerPatch, stream.data() + data_at[id],
-                        size_t{kPatches} * kBytesPerPatch);
+            std::memcpy(copy.data() + static_cast<size_t>(id) * kPatches * kBytesPerPatch,
+                        stream.data() + data_at[id], size_t{kPatches} * kBytesPerPatch);
         benchmark::DoNotOptimize(copy.data());
     }
 };

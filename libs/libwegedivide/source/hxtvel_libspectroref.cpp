@@ -117,8 +117,7 @@ int32_t chart_ids(const unsigned char *s, unsigned char *ids, uint32_t *divcount
     // This function reports a bad backing under the other function's name.
     if (s[k_backing] > k_max_backing)
         return refuse(__LINE__, "HXTVEL_GetSpectrorefByMChartID:backing bad data!");
-    if (first.data_dir > k_max_data_dir)
-        return refuse(__LINE__, "HXTVEL_GetMChartIDList:Bad data! data_dir");
+    if (first.data_dir > k_max_data_dir) return refuse(__LINE__, "HXTVEL_GetMChartIDList:Bad data! data_dir");
 
     if (!ids) {
         *divcount = count;
@@ -193,7 +192,8 @@ int32_t spectra(const unsigned char *s, int32_t chartid, velSPECTRO_REF *outref,
     block_fields b{};
     for (uint32_t i = 0; i < count; ++i) {
         b = read_block(s + at);
-        if (!length_agrees(b, first.bytes_per_patch)) return refuse(__LINE__, "HXTVEL_GetSpectroRef:Bad data!");
+        if (!length_agrees(b, first.bytes_per_patch))
+            return refuse(__LINE__, "HXTVEL_GetSpectroRef:Bad data!");
         if (static_cast<int32_t>(b.id) == chartid) {
             found = true;
             break;
@@ -235,8 +235,7 @@ int32_t spectra(const unsigned char *s, int32_t chartid, velSPECTRO_REF *outref,
     const uint64_t patches = b.patch_count;
     const uint64_t values = patches * k_values_per_patch;
     double *work = values <= SIZE_MAX / sizeof(double) ? new (std::nothrow) double[values] : nullptr;
-    if (!work)
-        return refuse(__LINE__, "HXTVEL_GetSpectrorefByMChartID:Mem error!", HXTVEL_E_WEDGE_MEMORY);
+    if (!work) return refuse(__LINE__, "HXTVEL_GetSpectrorefByMChartID:Mem error!", HXTVEL_E_WEDGE_MEMORY);
 
     // Chart row r is stored as row r (data_dir 0) or as row rows - 1 - r
     // (data_dir 1, rows stored bottom to top); columns keep their order.
@@ -305,8 +304,8 @@ std::string describe(const spectrobin_check &check) {
     std::string text = "truncated at byte " + std::to_string(check.size) + ": ";
     if (check.block >= 0) text += "block " + std::to_string(check.block) + " ";
     text += check.field;
-    text += " needs bytes " + std::to_string(check.field_begin) + " to " +
-            std::to_string(check.field_end - 1);
+    text +=
+        " needs bytes " + std::to_string(check.field_begin) + " to " + std::to_string(check.field_end - 1);
     return text;
 }
 
@@ -329,8 +328,8 @@ HXTVEL_API int32_t HXTVEL_GetMChartIDList(const unsigned char *spectrobin, unsig
 }
 
 HXTVEL_API int32_t HXTVEL_GetSpectrorefByMChartID(const unsigned char *spectrobin, int32_t chartid,
-                                                  velSPECTRO_REF *outref, uint32_t *size,
-                                                  uint32_t *length, velSensorInfo *outSensor) {
+                                                  velSPECTRO_REF *outref, uint32_t *size, uint32_t *length,
+                                                  velSensorInfo *outSensor) {
     HX_TRACE_INOUT("HXTVEL_GetSpectrorefByMChartID in", "HXTVEL_GetSpectrorefByMChartID out");
     try {
         hxtvel::lock_guard guard(hxtvel::_lock);
