@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -124,6 +125,8 @@ struct LabCase {
     double white[3];
     double lab[3];
 };
+
+void PrintTo(const LabCase &c, std::ostream *os) { *os << c.name; }
 
 class LabFormula : public testing::TestWithParam<LabCase> {};
 
@@ -288,6 +291,8 @@ struct Refusal {
     uint32_t code;
     const char *message;
 };
+
+void PrintTo(const Refusal &r, std::ostream *os) { *os << "allocation " << r.nth; }
 
 class RefusedAllocation : public testing::TestWithParam<Refusal> {};
 
