@@ -32,8 +32,9 @@ inline double pow7(double v) {
 // Hue in degrees, 0 <= h < 360; 0 on the neutral axis.
 double hue_degrees(double a, double b) {
     if (a == 0.0 && b == 0.0) return 0.0;
-    // Multiplied by 180, then divided by pi: at exactly opposite hues (the
-    // CIEDE2000 test pairs 13 to 15) this order keeps |h2 - h1| at 180.
+    // Multiplied by 180, then divided by pi, in this order: it keeps two
+    // exactly opposite hues (pair 14 of the CIEDE2000 test data of Sharma, Wu
+    // and Dalal) from coming out a rounding error more than 180 degrees apart.
     double h = conv_atan2(a, b) * 180.0 / kPi;
     if (b < 0.0) h += 360.0;
     return h;
@@ -62,9 +63,10 @@ uint32_t check_spectrum(int32_t in_light, const velSPECTRO_REF &s, uint32_t in_p
         return HXTVEL_E_CONV_RANGE;
     // The tables are read every 10 nm from the start row whatever the step, so
     // a description within 380 .. 780 nm can still ask for rows past 780 nm
-    // (380 .. 780 nm at 5 nm: 81 samples, rows up to 980 nm) or, with the end
-    // below the start, for thousands of samples. Such a description cannot be
-    // converted and is refused like one whose range leaves the tables.
+    // (380 .. 780 nm at 5 nm: 81 samples, the last one read at 1180 nm) or,
+    // with the end below the start, for thousands of samples. Such a
+    // description cannot be converted and is refused like one whose range
+    // leaves the tables.
     if (!samples_in_table(s)) return HXTVEL_E_CONV_RANGE;
     // A description with samples needs values to copy.
     if (spectrcount_per_line(s) != 0 && !s.data) return HXTVEL_E_CONV_ARG;
