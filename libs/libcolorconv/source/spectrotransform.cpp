@@ -280,14 +280,8 @@ double *g_cimoutdata = nullptr;
 
 namespace {
 
+// Whether a table row exists (rows outside the tables are never read).
 inline bool row_exists(long row) { return row >= 0 && row < kTableRows; }
-
-// Lab of one ratio against the white: the CIE formulas with the rounded
-// constants 0.008856, 7.78 and 16/116 (the two branches meet only roughly).
-constexpr double kLabEpsilon = 0.008856;
-constexpr double kLabKappa = 903.29;
-constexpr double kLabSlope = 7.78;
-constexpr double kLabOffset = 16.0 / 116.0;
 
 }  // namespace
 
@@ -372,6 +366,17 @@ void trace_st(const char *text) {
     if (text) HX_TRACE(HX_LV_ERROR, "%s", text);
 }
 
+namespace {
+
+// The CIE Lab formulas with the rounded constants 0.008856, 903.29, 7.78 and
+// 16/116; the linear branches therefore meet the cube-root ones only roughly.
+constexpr double kLabEpsilon = 0.008856;
+constexpr double kLabKappa = 903.29;
+constexpr double kLabSlope = 7.78;
+constexpr double kLabOffset = 16.0 / 116.0;
+
+}  // namespace
+
 void convert_xyz_to_lab(const double *white, const double *xyz, double *lab) {
     HX_TRACE_SCOPE("convert_xyz_to_lab");
     double f[3];
@@ -438,8 +443,8 @@ uint32_t spectr_trans(int32_t light, int32_t mode, uint32_t spectra, velSPECTRO_
             const double xyz[3] = {k * x, k * y, k * z};
             double lab[3];
             convert_xyz_to_lab(white, xyz, lab);
-            std::memcpy(g_cimoutdata + 3 * static_cast<size_t>(j), mode == SPECTR_MODE_LAB ? lab : xyz,
-                        sizeof lab);
+            const double *kept = mode == SPECTR_MODE_LAB ? lab : xyz;
+            std::memcpy(g_cimoutdata + 3 * static_cast<size_t>(j), kept, sizeof lab);
         }
         *result = g_cimoutdata;
         rc = HXTVEL_OK;
