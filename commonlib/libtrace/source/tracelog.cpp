@@ -53,6 +53,8 @@ std::string vformat(const char *format, va_list ap) {
 [[maybe_unused]] const char *errtext(int rc, const char *buf) { return rc == 0 ? buf : "noerr"; }
 [[maybe_unused]] const char *errtext(const char *text, const char *) { return text; }
 
+void write_message(uint32_t outputs, int32_t level, const char *format, va_list ap);
+
 }  // namespace
 
 extern "C" {
@@ -92,9 +94,25 @@ HXTVEL_API int trace_msg(const char *format, ...) {
 
     va_list ap;
     va_start(ap, format);
+    try {
+        write_message(outputs, level, format, ap);
+    } catch (...) {
+        // Tracing never stops its caller: a message that cannot be built
+        // (memory exhausted) is dropped.
+    }
+    va_end(ap);
+    errno = saved_errno;
+    return 0;
+}
+
+}  // extern "C"
+
+namespace {
+
+void write_message(uint32_t outputs, int32_t level, const char *format, va_list ap) {
+    const int saved_errno = errno;
     std::string text = level_word(level);
     text += vformat(format ? format : "", ap);
-    va_end(ap);
     g_trace.golevel.store(hxtvel::HX_LV_RESET, std::memory_order_relaxed);
 
     char header[512] = {0};
@@ -143,8 +161,6 @@ HXTVEL_API int trace_msg(const char *format, ...) {
         std::fwrite(line.data(), 1, line.size(), stdout);
         std::fflush(stdout);
     }
-    errno = saved_errno;
-    return 0;
 }
 
-}  // extern "C"
+}  // namespace
