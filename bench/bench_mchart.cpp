@@ -1,7 +1,7 @@
 // Measurement chart images against the physical limit of their output: the
-// positioning bar at 1200 dpi, in memory against memset of the same number
-// of bytes and as a file against fwrite of the same bytes to the same
-// directory.
+// positioning bar at 1200 dpi and a full A4 chart page at 600 dpi, in memory
+// against memset of the same number of bytes and as files against fwrite of
+// the same bytes to the same directory.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench_util.h"
+#include "hxtvel_mchart.h"
 #include "hxtvel_mchartcreate.h"
 
 namespace {
@@ -95,5 +96,60 @@ void BM_BarFile1200(benchmark::State &state) {
     hxtvel_bench::add_ratio(state, "x_fwrite", ours, base);
 }
 BENCHMARK(BM_BarFile1200)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
+
+// --- A4 chart: 2100 x 2970 tenths of a millimetre, 600 dpi, 6 x 6 mm patches,
+// CMYK, with the bar: one full page of 33 x 46 patches, 4828 x 6900 pixels.
+
+constexpr uint32_t kA4Patches = 33 * 46;
+
+void *make_a4_chart() {
+    void *h = HXTVEL_CreateMChartInstance();
+    HXTVEL_SetMChartSetting(h, velPAreaStruct{kA4Patches, 2100, 2970, 600, 60, 60, 8, 4, 0});
+    std::vector<velCMYK> colours(kA4Patches);
+    for (uint32_t i = 0; i < kA4Patches; ++i)
+        colours[i] = {double(i % 101), double((i * 7) % 101), double((i * 13) % 101), double(i % 3) * 20};
+    HXTVEL_SetMChartData_CMYK(h, colours.data(), kA4Patches);
+    return h;
+}
+
+void BM_ChartA4Memory(benchmark::State &state) {
+    void *h = make_a4_chart();
+    unsigned long long size = 0;
+    uint32_t pages = 0;
+    HXTVEL_CreateTiff_M(h, nullptr, &size, &pages, HXTVEL_POSBAR_ON);
+    std::vector<unsigned char> buf(size, 1);
+    auto ours = [&] {
+        HXTVEL_CreateTiff_M(h, buf.data(), &size, &pages, HXTVEL_POSBAR_ON);
+        benchmark::DoNotOptimize(buf.data());
+    };
+    auto base = [&] {
+        std::memset(buf.data(), 0, buf.size());
+        benchmark::DoNotOptimize(buf.data());
+        benchmark::ClobberMemory();
+    };
+    for (auto _ : state) ours();
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(size));
+    hxtvel_bench::add_ratio(state, "x_memset", ours, base, 9);
+    HXTVEL_DeleteMChartInstance(h);
+}
+BENCHMARK(BM_ChartA4Memory)->Unit(benchmark::kMillisecond);
+
+void BM_ChartA4Files(benchmark::State &state) {
+    void *h = make_a4_chart();
+    unsigned long long size = 0;
+    uint32_t pages = 0;
+    HXTVEL_CreateTiff_M(h, nullptr, &size, &pages, HXTVEL_POSBAR_ON);
+    std::vector<unsigned char> bytes(size);
+    HXTVEL_CreateTiff_M(h, bytes.data(), &size, &pages, HXTVEL_POSBAR_ON);
+    const std::string prefix = scratch().file("a4_");
+    const std::string base_name = scratch().file("a4_fwrite.tif");
+    auto ours = [&] { HXTVEL_CreateTiff(h, prefix.c_str(), &pages, HXTVEL_POSBAR_ON); };
+    auto base = [&] { fwrite_file(base_name, bytes); };
+    for (auto _ : state) ours();
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(size));
+    hxtvel_bench::add_ratio(state, "x_fwrite", ours, base, 9);
+    HXTVEL_DeleteMChartInstance(h);
+}
+BENCHMARK(BM_ChartA4Files)->Unit(benchmark::kMillisecond);
 
 }  // namespace

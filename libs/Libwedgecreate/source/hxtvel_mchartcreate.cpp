@@ -10,6 +10,10 @@
 
 #include "tracelog.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace hxtvel {
 
 namespace {
@@ -100,6 +104,38 @@ constexpr layout_pair kLayouts[] = {{8, 4, 0}, {8, 1, 1}, {4, 8, 2}, {4, 1, 3},
 
 }  // namespace
 
+void copy_row(unsigned char *dst, const unsigned char *src, uint64_t n, bool stream) {
+#if defined(__SSE2__)
+    if (stream && n >= 256) {
+        // Whole cache lines only: a line shared with the neighbouring row is
+        // written through the cache.
+        uint64_t i = (64 - (reinterpret_cast<uintptr_t>(dst) & 63)) & 63;
+        std::memcpy(dst, src, i);
+        for (; i + 64 <= n; i += 64) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + i + 16));
+            const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + i + 32));
+            const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + i + 48));
+            _mm_stream_si128(reinterpret_cast<__m128i *>(dst + i), a);
+            _mm_stream_si128(reinterpret_cast<__m128i *>(dst + i + 16), b);
+            _mm_stream_si128(reinterpret_cast<__m128i *>(dst + i + 32), c);
+            _mm_stream_si128(reinterpret_cast<__m128i *>(dst + i + 48), d);
+        }
+        std::memcpy(dst + i, src + i, n - i);
+        return;
+    }
+#else
+    (void)stream;
+#endif
+    std::memcpy(dst, src, n);
+}
+
+void copy_fence() {
+#if defined(__SSE2__)
+    _mm_sfence();
+#endif
+}
+
 double round_dbl(double x) {
     if (x > 0.0) return std::floor(x + 0.5);
     return -std::floor(std::fabs(x) + 0.5);
@@ -147,6 +183,8 @@ c_mchart::c_mchart()
       whitebar_(0),
       rgb_data_(nullptr),
       cmyk_data_(nullptr),
+      rgb_count_(0),
+      cmyk_count_(0),
       photometric_(2),
       samples_(3),
       byteorder_(0),
@@ -165,9 +203,35 @@ c_mchart::c_mchart()
       tiffdata_cmyk_(nullptr),
       target_owned_(false),
       stride_(0),
+      stream_(false),
       cur_x_(0),
       cur_y_(0),
+      width_nobar_(0),
+      avail_height_(0),
+      patch_area_height_(0),
+      pw_(0),
+      ph_(0),
+      margin_(0),
+      columns_(0),
+      rows_full_(0),
+      rows_used_(0),
+      per_page_(0),
+      bar_w_(0),
+      bar_h_(0),
+      full_patch_(0),
+      p_map_(nullptr),
+      k_(0),
+      remaining_(0),
+      page_patches_(0),
+      drawn_(0),
+      page_index_(0),
+      draw_pages_(0),
+      left_(0),
+      right_bar_x_(0),
+      grid_top_(0),
+      grid_bottom_(0),
       bar_left_(0),
+      bar_top_(0),
       bar_count_{},
       bar_seg_{},
       bar_prev_mask_(0),
@@ -185,6 +249,7 @@ c_mchart::c_mchart()
 c_mchart::~c_mchart() {
     HX_TRACE_SCOPE("destructor");
     release_row_buffer(nullptr, nullptr);
+    delete[] p_map_;
     if (rgb_data_) {
         HX_TRACE(HX_LV_DEBUG, "rgb_data_ delete");
         delete[] rgb_data_;
@@ -241,6 +306,7 @@ uint32_t c_mchart::setchartdata(const velRGB *data, uint32_t count) {
     if (!setting_.patch_count) return HXTVEL_E_CHART_SETTING;
     if (count != setting_.patch_count || !data) return HXTVEL_E_CHART_ARG;
     delete[] rgb_data_;
+    rgb_count_ = 0;
     rgb_data_ = new (std::nothrow) unsigned char[size_t(count) * 3];
     if (!rgb_data_) {
         HX_TRACE(HX_LV_DEBUG, "setchartdata RGB cannot alloc memory");
@@ -251,6 +317,7 @@ uint32_t c_mchart::setchartdata(const velRGB *data, uint32_t count) {
         rgb_data_[3 * i + 1] = low8(data[i].G);
         rgb_data_[3 * i + 2] = low8(data[i].B);
     }
+    rgb_count_ = count;
     HX_TRACE(HX_LV_DEBUG, "setchartdata RGB comp.");
     photometric_ = 2;
     samples_ = 3;
@@ -263,6 +330,7 @@ uint32_t c_mchart::setchartdata(const velCMYK *data, uint32_t count) {
     if (!setting_.patch_count) return HXTVEL_E_CHART_SETTING;
     if (count != setting_.patch_count || !data) return HXTVEL_E_CHART_ARG;
     delete[] cmyk_data_;
+    cmyk_count_ = 0;
     cmyk_data_ = new (std::nothrow) unsigned char[size_t(count) * 4];
     if (!cmyk_data_) {
         HX_TRACE(HX_LV_DEBUG, "setchartdata CMYK cannot alloc memory");
@@ -274,6 +342,7 @@ uint32_t c_mchart::setchartdata(const velCMYK *data, uint32_t count) {
         cmyk_data_[4 * i + 2] = low8(data[i].Y * 255.0 / 100.0);
         cmyk_data_[4 * i + 3] = low8(data[i].K * 255.0 / 100.0);
     }
+    cmyk_count_ = count;
     photometric_ = 5;
     samples_ = 4;
     return HXTVEL_OK;
@@ -538,10 +607,342 @@ uint32_t c_mchart::initimagearea(unsigned char *buffer, bool blank) {
     release_row_buffer(nullptr, nullptr);
     set_target(page_base_ + layout_.image_offset);
     stride_ = layout_.row_bytes;
+    stream_ = layout_.image_bytes >= kStreamBytes;
     cur_x_ = cur_y_ = 0;
     if (blank) fill_pixels(target(), white(), img_width_ * img_height_);
     reset_bar_state();
     write_offset_ += layout_.total;
+    return HXTVEL_OK;
+}
+
+// ---------------------------------------------------------------------------
+// Chart geometry
+// ---------------------------------------------------------------------------
+
+// Geometry of the whole chart and of its first page, from the setting; also
+// the start of every size query and drawing.
+uint32_t c_mchart::inittiffparam() {
+    HX_TRACE_SCOPE("inittiffparam");
+    img_width_ = img_height_ = width_nobar_ = avail_height_ = patch_area_height_ = 0;
+    pw_ = ph_ = margin_ = columns_ = rows_full_ = rows_used_ = per_page_ = 0;
+    full_patch_ = k_ = remaining_ = page_patches_ = drawn_ = 0;
+    page_index_ = draw_pages_ = 0;
+    left_ = right_bar_x_ = grid_top_ = grid_bottom_ = bar_left_ = bar_top_ = 0;
+    write_offset_ = 0;
+    page_base_ = nullptr;
+    cur_x_ = cur_y_ = 0;
+
+    const velPAreaStruct &s = setting_;
+    xres_ = yres_ = s.resolution;
+    bar_w_ = getposbar_width();
+    bar_h_ = uint64_t(yres_) * 184 / 300;
+    const uint64_t page_px = uint64_t(s.resolution) * s.page_width / 254;
+    avail_height_ = uint64_t(s.resolution) * s.page_height / 254;
+    pw_ = round_px(s.patch_width, s.resolution);
+    ph_ = round_px(s.patch_height, s.resolution);
+    // The 22 mm patch at 1200 dpi is drawn one pixel taller (1040 rows).
+    if (s.patch_height == 220 && s.resolution == 1200) ++ph_;
+
+    if (posbar_) {
+        if (avail_height_ <= bar_h_) return HXTVEL_E_CHART_SETTING;
+        avail_height_ -= bar_h_;
+    }
+    if (!pw_ || !ph_) return HXTVEL_E_CHART_SETTING;
+    margin_ = std::max<uint64_t>(pw_ / 2, 1);
+    if (page_px < 2 * margin_ + pw_) return HXTVEL_E_CHART_SETTING;
+    if (avail_height_ < ph_) return HXTVEL_E_CHART_SETTING;
+    if (ph_ <= 2 * whitebar_) return HXTVEL_E_CHART_SETTING;
+
+    rows_full_ = avail_height_ / ph_;
+    columns_ = (page_px - 2 * margin_) / pw_;
+    per_page_ = sat_mul(rows_full_, columns_);
+    const uint64_t first = std::min<uint64_t>(per_page_, s.patch_count);
+    rows_used_ = ceil_div(first, columns_);
+    patch_area_height_ = ph_ * rows_used_;
+    img_height_ = patch_area_height_ + (posbar_ ? bar_h_ : 0);
+    width_nobar_ = pw_ * columns_ + 2 * margin_;
+    img_width_ = posbar_ ? std::max(width_nobar_, bar_w_) : width_nobar_;
+
+    draw_pages_ = uint32_t(ceil_div(s.patch_count, per_page_));
+    remaining_ = s.patch_count;
+    return gettiffsize();
+}
+
+// Geometry of the next page: the rows its patches need, the grid centred
+// in the page width.
+uint32_t c_mchart::settiffparam() {
+    HX_TRACE_SCOPE("settiffparam");
+    const uint64_t rows_fit = patch_area_height_ / ph_;
+    const uint64_t columns = (width_nobar_ - 2 * margin_) / pw_;
+    page_patches_ = std::min(remaining_, sat_mul(rows_fit, columns));
+    rows_used_ = ceil_div(page_patches_, columns);
+    patch_area_height_ = ph_ * rows_used_;
+    img_height_ = patch_area_height_ + (posbar_ ? bar_h_ : 0);
+    left_ = (img_width_ - columns_ * pw_) / 2;
+    grid_top_ = (patch_area_height_ - rows_used_ * ph_) / 2;
+    right_bar_x_ = left_ + columns_ * pw_;
+    grid_bottom_ = grid_top_ + rows_used_ * ph_;
+    remaining_ -= page_patches_;
+    return gettiffsize();
+}
+
+// All pages' bytes, right after inittiffparam: every page but the last is
+// as full as the first.
+uint64_t c_mchart::total_bytes() const {
+    if (draw_pages_ <= 1) return layout_.total;
+    const uint64_t last = setting_.patch_count - uint64_t(draw_pages_ - 1) * per_page_;
+    tiff_layout l;
+    compute_tiff_layout(img_width_, ph_ * ceil_div(last, columns_) + (posbar_ ? bar_h_ : 0), samples_, l);
+    const uint64_t full = sat_mul(draw_pages_ - 1, layout_.total);
+    return full > std::numeric_limits<uint64_t>::max() - l.total ? std::numeric_limits<uint64_t>::max()
+                                                                  : full + l.total;
+}
+
+// Colours of the kind the pages are encoded in, one per patch.
+uint32_t c_mchart::colour_check() const {
+    if (!rgb_data_ && !cmyk_data_) return HXTVEL_E_CHART_NOCOLOR;
+    const bool cmyk = samples_ == 4;
+    const unsigned char *data = cmyk ? cmyk_data_ : rgb_data_;
+    const uint32_t count = cmyk ? cmyk_count_ : rgb_count_;
+    if (!data || count != setting_.patch_count) return HXTVEL_E_CHART_NOCOLOR;
+    return HXTVEL_OK;
+}
+
+// New page records and sizes for `pages` pages; the old ones stay if they
+// cannot be had.
+uint32_t c_mchart::replace_page_arrays(uint32_t pages, bool trace_failure) {
+    velMChartStruct *wedge = new (std::nothrow) velMChartStruct[pages]();
+    if (!wedge) {
+        if (trace_failure) HX_TRACE(HX_LV_DEBUG, "wedge_ mem fail");
+        return HXTVEL_E_CHART_MEMORY;
+    }
+    unsigned long long *sizes = new (std::nothrow) unsigned long long[size_t(pages) + 1]();
+    if (!sizes) {
+        delete[] wedge;
+        return HXTVEL_E_CHART_MEMORY;
+    }
+    delete[] wedge_;
+    delete[] pagesize_;
+    wedge_ = wedge;
+    pagesize_ = sizes;
+    page_count_ = pages;
+    return HXTVEL_OK;
+}
+
+// The grid's cells rounded up to whole rows, and which patch each shows.
+uint32_t c_mchart::make_patch_map(bool to_file) {
+    full_patch_ = ceil_div(setting_.patch_count, columns_) * columns_;
+    const unsigned long long full = full_patch_;
+    if (to_file)
+        HX_TRACE(HX_LV_DEBUG, "createtiff_f full patch [%llu]", full);
+    else
+        HX_TRACE(HX_LV_DEBUG, "createtiff_m full patch [%llu]", full);
+    if (full_patch_ <= k4GiB) p_map_ = new (std::nothrow) uint32_t[full_patch_];
+    if (!p_map_) {
+        if (to_file) HX_TRACE(HX_LV_DEBUG, "p_map_ mem fail");
+        return HXTVEL_E_CHART_MEMORY;
+    }
+    HX_TRACE(HX_LV_DEBUG, "make patch order map");
+    return setpatchmap();
+}
+
+// Places patch numbers 0, 1, 2, ... from the start corner, first along the
+// start direction. Top and bottom are those of the whole chart's grid.
+uint32_t c_mchart::setpatchmap() {
+    HX_TRACE_SCOPE("setpatchmap");
+    if (!p_map_) return HXTVEL_E_CHART_MEMORY;
+    if (layout_code_ > 7) return HXTVEL_E_CHART_DRAW;
+    const uint64_t cols = columns_;
+    const uint64_t rows = full_patch_ / cols;
+    const uint32_t code = layout_code_;
+    const bool from_bottom = code >= 4;
+    const bool from_right = code == 2 || code == 3 || code == 6 || code == 7;
+    const bool by_column = code % 2 == 1;
+    uint32_t n = 0;
+    const uint64_t outer = by_column ? cols : rows;
+    const uint64_t inner = by_column ? rows : cols;
+    for (uint64_t i = 0; i < outer; ++i) {
+        for (uint64_t j = 0; j < inner; ++j, ++n) {
+            uint64_t row = by_column ? j : i;
+            uint64_t col = by_column ? i : j;
+            if (from_bottom) row = rows - 1 - row;
+            if (from_right) col = cols - 1 - col;
+            p_map_[row * cols + col] = n;
+        }
+    }
+    return HXTVEL_OK;
+}
+
+// ---------------------------------------------------------------------------
+// Painting
+// ---------------------------------------------------------------------------
+
+uint32_t c_mchart::setpatch(uint64_t patch, uint64_t rows) {
+    return samples_ == 4 ? setpatchcmyk(patch, rows) : setpatchrgb(patch, rows);
+}
+
+uint32_t c_mchart::setpatchrgb(uint64_t patch, uint64_t rows) {
+    HX_TRACE_SCOPE("setpatchrgb");
+    return paint_patch(patch, rows, rgb_data_);
+}
+
+uint32_t c_mchart::setpatchcmyk(uint64_t patch, uint64_t rows) {
+    HX_TRACE_SCOPE("setpatchcmyk");
+    return paint_patch(patch, rows, cmyk_data_);
+}
+
+// One cell, Pw pixels wide and `rows` rows high at (cur_x_, cur_y_): the
+// patch's colour, or paper white for a filler cell (not counted).
+uint32_t c_mchart::paint_patch(uint64_t patch, uint64_t rows, const unsigned char *colours) {
+    unsigned char *const image = target();
+    if (!image) return HXTVEL_E_CHART_MEMORY;
+    if (cur_x_ + pw_ > img_width_ || (stride_ && cur_y_ + rows > img_height_)) return HXTVEL_E_CHART_DRAW;
+    const unsigned char *pixel = white();
+    if (patch < setting_.patch_count) {
+        if (!colours) return HXTVEL_E_CHART_DRAW;
+        pixel = colours + patch * samples_;
+        ++drawn_;
+    }
+    unsigned char *p = image + cur_y_ * stride_ + cur_x_ * samples_;
+    fill_pixels(p, pixel, pw_);
+    for (uint64_t r = 1; stride_ && r < rows; ++r) std::memcpy(p + r * stride_, p, pw_ * samples_);
+    bar_prev_valid_ = false;
+    return HXTVEL_OK;
+}
+
+// The columns of one grid row at cur_y_, one pixel row high, taking the
+// next cells of the chart.
+uint32_t c_mchart::paint_cells() {
+    for (uint64_t c = 0; c < columns_; ++c) {
+        cur_x_ = left_ + c * pw_;
+        const uint64_t patch = k_ < full_patch_ ? p_map_[k_++] : std::numeric_limits<uint64_t>::max();
+        if (setpatch(patch, 1)) return HXTVEL_E_CHART_DRAW;
+    }
+    return HXTVEL_OK;
+}
+
+// The two side bars of one pixel row.
+void c_mchart::paint_sidebars(unsigned char *row, const unsigned char *colour) const {
+    fill_pixels(row + (left_ - margin_) * samples_, colour, margin_);
+    fill_pixels(row + right_bar_x_ * samples_, colour, margin_);
+}
+
+// The page record that getwedgedata returns.
+void c_mchart::setwedgedata() {
+    HX_TRACE_SCOPE("setwedgedata");
+    if (!wedge_ || page_index_ >= page_count_) return;
+    velMChartStruct r{};
+    r.patch_count = uint32_t(drawn_);
+    const uint8_t direction = setting_.layout_second;
+    if (drawn_ && (direction == 1 || direction == 2)) {
+        r.rows = uint32_t(std::min(drawn_, rows_used_));
+        r.columns = uint32_t(ceil_div(drawn_, r.rows));
+    } else if (drawn_ && (direction == 4 || direction == 8)) {
+        r.columns = uint32_t(std::min(drawn_, columns_));
+        r.rows = uint32_t(ceil_div(drawn_, r.columns));
+    }
+    r.image_width = uint32_t(img_width_);
+    r.image_height = uint32_t(img_height_);
+    r.sidebar_left = uint32_t(left_ - margin_);
+    r.grid_top = uint32_t(grid_top_);
+    r.resolution = xres_;
+    r.patch_width = uint32_t(pw_);
+    r.patch_height = uint32_t(ph_);
+    r.bar_left = uint32_t(bar_left_);
+    r.bar_top = uint32_t(bar_top_);
+    r.layout_first = setting_.layout_first;
+    r.layout_second = direction;
+    wedge_[page_index_] = r;
+}
+
+void c_mchart::end_drawing(const char *map_text, const char *rgb_text, const char *cmyk_text) {
+    release_row_buffer(rgb_text, cmyk_text);
+    page_base_ = nullptr;
+    if (p_map_) {
+        HX_TRACE(HX_LV_DEBUG, "%s", map_text);
+        delete[] p_map_;
+        p_map_ = nullptr;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Drawing to memory
+// ---------------------------------------------------------------------------
+
+// One page at the running write offset. Every row is painted exactly once:
+// the first pixel row of each grid row is built (white margin, solid side
+// bars, cells) and copied down the patch height; the bar rows follow.
+uint32_t c_mchart::draw_page_memory(unsigned char *buffer) {
+    HX_TRACE(HX_LV_DEBUG, "createtiff_m:Make TIFF Image Start");
+    uint32_t rc = settiffparam();
+    if (rc) return rc;
+    if (initimagearea(buffer, false)) return HXTVEL_E_CHART_ARG;
+    pagesize_[page_index_] = layout_.total;
+    drawn_ = 0;
+    const uint64_t s = samples_;
+    const uint64_t right_end = right_bar_x_ + margin_;
+    for (uint64_t r = 0; r < rows_used_; ++r) {
+        cur_y_ = grid_top_ + r * ph_;
+        unsigned char *row = target() + cur_y_ * stride_;
+        fill_pixels(row, white(), left_ - margin_);
+        paint_sidebars(row, black());
+        if ((rc = paint_cells())) return rc;
+        fill_pixels(row + right_end * s, white(), img_width_ - right_end);
+        for (uint64_t y = 1; y < ph_; ++y) copy_row(row + y * stride_, row, layout_.row_bytes, stream_);
+    }
+    if (posbar_) {
+        HX_TRACE(HX_LV_DEBUG, "createtiff_m:drawing positioning bar");
+        bar_top_ = grid_bottom_;
+        cur_y_ = bar_top_;
+        if ((rc = setpositioningbar(bar_h_))) return rc;
+        HX_TRACE(HX_LV_DEBUG, "createtiff_m:positioning bar comp.");
+    }
+    copy_fence();
+    if (!drawn_) return HXTVEL_E_CHART_DRAW;
+    setifd();
+    setwedgedata();
+    ++page_index_;
+    return HXTVEL_OK;
+}
+
+uint32_t c_mchart::createtiff(void *buffer, unsigned long long *size, uint32_t *pages, uint32_t bar) {
+    HX_TRACE_SCOPE("createtiff");
+    lock_guard guard(lock_);
+    if (!size || !pages || bar > 1) return HXTVEL_E_CHART_ARG;
+    posbar_ = bar == 1;
+    uint32_t rc;
+    if (!buffer) {
+        if ((rc = inittiffparam())) {
+            *size = 0;
+            *pages = 0;
+            return rc;
+        }
+        const uint64_t total = total_bytes();
+        HX_TRACE(HX_LV_DEBUG, "createtiff 'NULL' mode [total:%llu byte]", static_cast<unsigned long long>(total));
+        *size = total;
+        *pages = draw_pages_;
+        return HXTVEL_OK;
+    }
+    if ((rc = colour_check())) return rc;
+    if ((rc = inittiffparam())) {
+        *pages = 0;
+        return rc;
+    }
+    *pages = draw_pages_;
+    if (*size != total_bytes()) {
+        *pages = 0;
+        return HXTVEL_E_CHART_ARG;
+    }
+    if ((rc = replace_page_arrays(draw_pages_, false))) return rc;
+
+    struct finish {
+        c_mchart *m;
+        ~finish() { m->end_drawing("createtiff_m p_map_ delete", nullptr, nullptr); }
+    } end{this};
+    if ((rc = make_patch_map(false))) return rc;
+    unsigned char *const block = static_cast<unsigned char *>(buffer);
+    while (page_index_ < draw_pages_)
+        if ((rc = draw_page_memory(block))) return rc;
     return HXTVEL_OK;
 }
 
@@ -684,8 +1085,9 @@ HXTVEL_API uint32_t HXTVEL_CalcTiffInfo(void *handle, velPAreaStruct setting, HX
                   : HXTVEL_E_CHART_ARG;
 }
 
-HXTVEL_API uint32_t HXTVEL_CreateTiff_M(void *, void *, unsigned long long *, uint32_t *, HXTVEL_PosBar) {
-    return HXTVEL_E_CHART_ARG;
+HXTVEL_API uint32_t HXTVEL_CreateTiff_M(void *handle, void *buffer, unsigned long long *size,
+                                        uint32_t *pages, HXTVEL_PosBar bar) {
+    return handle ? inst(handle)->createtiff(buffer, size, pages, raw_value(bar)) : HXTVEL_E_CHART_ARG;
 }
 
 }  // extern "C"

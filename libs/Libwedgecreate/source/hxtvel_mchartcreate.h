@@ -42,6 +42,15 @@ constexpr uint64_t kTiffBitsPerSampleOffset = 194;
 // Largest strip: readers load one strip at a time.
 constexpr uint64_t kTiffMaxStripBytes = 33554432;
 
+// Copies one image row. With stream, large rows bypass the cache: a page
+// bigger than the cache is not read again while it is drawn, and writing
+// around the cache spares reading every line before it is overwritten.
+// copy_fence() orders streamed rows before what follows.
+void copy_row(unsigned char *dst, const unsigned char *src, uint64_t n, bool stream);
+void copy_fence();
+// Pages of at least this many image bytes are copied streaming.
+constexpr uint64_t kStreamBytes = uint64_t(32) << 20;
+
 // Fills `out` for a width x height page of `samples` bytes per pixel:
 // 0, or 204 when the file would be 4 GiB or more.
 uint32_t compute_tiff_layout(uint64_t width, uint64_t height, uint32_t samples, tiff_layout &out);
@@ -91,6 +100,14 @@ public:
     uint32_t getwedgedata(velMChartStruct *out, uint32_t unit);
     uint32_t getpagesize(uint32_t page, unsigned long long *size);
 
+    // --- drawing ----------------------------------------------------------
+    // buffer null: *size and *pages receive the total bytes and the page
+    // count. Otherwise *size must equal that total; the pages are drawn
+    // back to back. bar: 0 off, 1 on.
+    uint32_t createtiff(void *buffer, unsigned long long *size, uint32_t *pages, uint32_t bar);
+    // One file per page, "<path><n>.tif" (hxtvel_mchartcreatetofile).
+    uint32_t createtiff(const char *path, uint32_t *pages, uint32_t bar);
+
     // --- positioning bar alone (hxtvel_positioningbar) --------------------
     // colour 1 RGB, 2 CMYK; resolution 30..1200.
     uint32_t createpositioningbar(void *buffer, unsigned long long *size, unsigned char colour,
@@ -130,6 +147,27 @@ private:
     uint64_t strip_array_value(bool counts, uint64_t i) const;
 
 
+    // Chart drawing.
+    uint32_t inittiffparam();
+    uint32_t settiffparam();
+    uint64_t total_bytes() const;
+    uint32_t colour_check() const;
+    uint32_t replace_page_arrays(uint32_t pages, bool trace_failure);
+    uint32_t make_patch_map(bool to_file);
+    uint32_t setpatchmap();
+    uint32_t setpatch(uint64_t patch, uint64_t rows);
+    uint32_t setpatchrgb(uint64_t patch, uint64_t rows);
+    uint32_t setpatchcmyk(uint64_t patch, uint64_t rows);
+    uint32_t paint_patch(uint64_t patch, uint64_t rows, const unsigned char *colours);
+    uint32_t paint_cells();
+    void paint_sidebars(unsigned char *row, const unsigned char *colour) const;
+    uint32_t draw_page_memory(unsigned char *buffer);
+    uint32_t draw_page_file(const char *path);
+    void setwedgedata();
+    // Frees the map and forgets or frees the image target at the end of a
+    // drawing call, tracing the given texts.
+    void end_drawing(const char *map_text, const char *rgb_text, const char *cmyk_text);
+
     // Positioning bar.
     void reset_bar_state();
     uint32_t setpositioningbar(uint64_t rows);
@@ -152,6 +190,8 @@ private:
     uint64_t whitebar_;  // scaled to the resolution
     unsigned char *rgb_data_;
     unsigned char *cmyk_data_;
+    uint32_t rgb_count_;  // patches the colours were given for
+    uint32_t cmyk_count_;
     uint16_t photometric_;
     uint16_t samples_;
     uint16_t byteorder_;
@@ -177,9 +217,31 @@ private:
     unsigned char *tiffdata_cmyk_;
     bool target_owned_;
     uint64_t stride_;  // row to row; 0 for the row buffer
+    bool stream_;      // copy rows around the cache (large memory pages)
     uint64_t cur_x_;
     uint64_t cur_y_;
-    uint64_t bar_left_;
+
+    // Chart geometry (pixels). The chart is one grid of columns_ columns
+    // and full_patch_ / columns_ rows; pages are horizontal slices of it.
+    uint64_t width_nobar_;
+    uint64_t avail_height_;
+    uint64_t patch_area_height_;
+    uint64_t pw_, ph_, margin_;
+    uint64_t columns_;
+    uint64_t rows_full_;
+    uint64_t rows_used_;
+    uint64_t per_page_;
+    uint64_t bar_w_, bar_h_;
+    uint64_t full_patch_;
+    uint32_t *p_map_;  // cell -> patch number
+    uint64_t k_;       // next cell, over the whole chart
+    uint64_t remaining_;
+    uint64_t page_patches_;
+    uint64_t drawn_;  // real patches on the current page
+    uint32_t page_index_;
+    uint32_t draw_pages_;
+    uint64_t left_, right_bar_x_, grid_top_, grid_bottom_;
+    uint64_t bar_left_, bar_top_;
 
     // Positioning bar pattern state, per pattern column.
     uint32_t bar_count_[16];

@@ -119,12 +119,126 @@ uint32_t c_mchart::setifd(FILE *fp) {
     return write_block(fp, rationals, sizeof rationals);
 }
 
+// ---------------------------------------------------------------------------
+// Drawing to files
+// ---------------------------------------------------------------------------
+
+// One page file. The cells of a grid row are painted into the row buffer
+// once; the row is then written Ph times, only the side bars changing: they
+// are white in the top and bottom W rows of every grid row, black between.
+uint32_t c_mchart::draw_page_file(const char *path) {
+    // Room for a 1016-character prefix, any page number and ".tif".
+    char name[1040];
+    std::snprintf(name, sizeof name, "%s%u.tif", path, page_index_);
+    chart_file file;
+    if (!file.open(name)) {
+        HX_TRACE(HX_LV_DEBUG, "createtiff_f file open fail");
+        return HXTVEL_E_CHART_OPEN;
+    }
+    HX_TRACE(HX_LV_DEBUG, "createtiff_f file open success [name:%s]", name);
+    FILE *fp = file.get();
+    uint32_t rc = settiffparam();
+    if (!rc) rc = initimagearea(fp);
+    if (rc) {
+        if (rc == HXTVEL_E_CHART_WRITE) HX_TRACE(HX_LV_DEBUG, "createtiff_f write file fail");
+        return rc;
+    }
+    pagesize_[page_index_] = layout_.total;
+    if (std::fseek(fp, long(layout_.image_offset), SEEK_SET) != 0) {
+        HX_TRACE(HX_LV_DEBUG, "createtiff_f write file fail");
+        return HXTVEL_E_CHART_WRITE;
+    }
+    HX_TRACE(HX_LV_DEBUG, "createtiff_f:Write TIFF Image Start");
+    drawn_ = 0;
+    unsigned char *const row = target();
+    const uint64_t row_bytes = layout_.row_bytes;
+    for (uint64_t r = 0; r < rows_used_; ++r) {
+        cur_y_ = 0;
+        if ((rc = paint_cells())) return rc;
+        const unsigned char *side = nullptr;
+        for (uint64_t y = 0; y < ph_; ++y) {
+            const unsigned char *want = (y < whitebar_ || y >= ph_ - whitebar_) ? white() : black();
+            if (want != side) paint_sidebars(row, side = want);
+            if (write_block(fp, row, row_bytes)) {
+                HX_TRACE(HX_LV_DEBUG, "createtiff_f write file fail");
+                return HXTVEL_E_CHART_WRITE;
+            }
+        }
+    }
+    if (posbar_) {
+        HX_TRACE(HX_LV_DEBUG, "createtiff_f:drawing positioning bar");
+        bar_top_ = grid_bottom_;
+        for (uint64_t y = 0; y < bar_h_; ++y) {
+            if ((rc = setpositioningbar(1))) return rc;
+            if (write_block(fp, row, row_bytes)) {
+                HX_TRACE(HX_LV_DEBUG, "createtiff_f write file fail");
+                return HXTVEL_E_CHART_WRITE;
+            }
+        }
+        HX_TRACE(HX_LV_DEBUG, "createtiff_f:positioning bar comp.");
+    }
+    if (!drawn_) return HXTVEL_E_CHART_DRAW;
+    // The IFD is written last; the close flushes what stdio still holds.
+    if (setifd(fp) || !file.close()) {
+        HX_TRACE(HX_LV_DEBUG, "createtiff_f write file fail");
+        return HXTVEL_E_CHART_WRITE;
+    }
+    setwedgedata();
+    ++page_index_;
+    return HXTVEL_OK;
+}
+
+uint32_t c_mchart::createtiff(const char *path, uint32_t *pages, uint32_t bar) {
+    HX_TRACE_INOUT("createtiff to file in", "createtiff to file out");
+    lock_guard guard(lock_);
+    if (!pages || !path || bar > 1) return HXTVEL_E_CHART_ARG;
+    uint32_t rc = colour_check();
+    if (rc) return rc;
+    if (strnlen(path, 1017) > 1016) {
+        HX_TRACE(HX_LV_DEBUG, "File path is too long.");
+        return HXTVEL_E_CHART_ARG;
+    }
+    posbar_ = bar == 1;
+    if ((rc = inittiffparam())) {
+        *pages = 0;
+        return rc;
+    }
+    *pages = draw_pages_;
+    if ((rc = replace_page_arrays(draw_pages_, true))) return rc;
+
+    struct finish {
+        c_mchart *m;
+        ~finish() {
+            m->end_drawing("createtiff_f p_map_ delete", "createtiff_f tiffdata_rgb_ delete",
+                           "createtiff_f tiffdata_cmyk_ delete");
+        }
+    } end{this};
+    if ((rc = make_patch_map(true))) return rc;
+    while (page_index_ < draw_pages_)
+        if ((rc = draw_page_file(path))) return rc;
+    return HXTVEL_OK;
+}
+
 }  // namespace hxtvel
+
+namespace {
+
+template <typename E>
+inline uint32_t raw_value(const E &e) {
+    static_assert(sizeof(E) == sizeof(uint32_t), "chart enums are 32-bit");
+    uint32_t v;
+    std::memcpy(&v, &e, sizeof v);
+    return v;
+}
+
+}  // namespace
 
 extern "C" {
 
-HXTVEL_API uint32_t HXTVEL_CreateTiff(void *, const char *, uint32_t *, HXTVEL_PosBar) {
-    return HXTVEL_E_CHART_ARG;
+HXTVEL_API uint32_t HXTVEL_CreateTiff(void *handle, const char *prefix, uint32_t *pages,
+                                      HXTVEL_PosBar bar) {
+    return handle ? static_cast<hxtvel::c_mchart *>(handle)->createtiff(prefix, pages, raw_value(bar))
+                  : HXTVEL_E_CHART_ARG;
 }
 
 }  // extern "C"

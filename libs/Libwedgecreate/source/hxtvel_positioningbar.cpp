@@ -86,6 +86,8 @@ uint32_t c_mchart::setpositioningbar(uint64_t rows) {
     uint64_t widths[kPosColumns];
     for (int j = 0; j < kPosColumns; ++j) widths[j] = uint64_t(xres_) * pos_w[pos_order[j]] / 300;
 
+    // The row above holds the previous bar row when this call continues a bar.
+    const unsigned char *built = stride_ && cur_y_ ? image + (cur_y_ - 1) * stride_ : image;
     for (uint64_t i = 0; i < rows; ++i) {
         bar_left_ = left;
         // Advance every column by one row; bit j of mask: slot j is black.
@@ -105,8 +107,11 @@ uint32_t c_mchart::setpositioningbar(uint64_t rows) {
         }
         unsigned char *row = image + (cur_y_ + i) * stride_;
         if (bar_prev_valid_ && mask == bar_prev_mask_) {
-            if (stride_) std::memcpy(row, row - stride_, row_bytes);  // else the buffer holds it
+            // In memory, from the last row built (still in cache); the row
+            // buffer of a file already holds it.
+            if (stride_) copy_row(row, built, row_bytes, stream_);
         } else {
+            built = row;
             fill_pixels(row, white(), left);
             uint64_t x = left;
             for (int j = 0; j < kPosColumns; ++j) {
@@ -119,6 +124,7 @@ uint32_t c_mchart::setpositioningbar(uint64_t rows) {
         bar_prev_valid_ = true;
     }
     if (stride_) cur_y_ += rows;
+    copy_fence();
     return HXTVEL_OK;
 }
 
