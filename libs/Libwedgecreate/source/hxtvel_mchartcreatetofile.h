@@ -1,4 +1,6 @@
-// hxtvel_mchartcreatetofile.h - drawing chart pages to files.
+// hxtvel_mchartcreatetofile.h - drawing chart pages to files: one TIFF file
+// per page, written row by row from one row buffer (c_mchart, declared in
+// hxtvel_mchartcreate.h).
 #ifndef HXTVEL_MCHARTCREATETOFILE_H
 #define HXTVEL_MCHARTCREATETOFILE_H
 
