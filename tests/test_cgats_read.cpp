@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <random>
 
-#include "cgats.h"
-#include "hxtvel_cgats.h"
 #include "cgats_support.h"
 #include "trace_capture.h"
 
@@ -19,12 +17,10 @@ public:
         std::ostringstream s;
         s << "fields " << m.field_count_ << " done " << m.read_done_;
         for (size_t i = 0; i < kinds && m.fld_key_array_; ++i) {
-            s << " |";
-            for (uint32_t c : m.fld_key_array_[i]) s << ' ' << c;
+            for (uint32_t c : m.fld_key_array_[i]) s << " c" << i << ':' << c;
         }
         for (size_t i = 0; i < kinds && m.spectral_nm_array_; ++i) {
-            s << " /";
-            for (uint16_t w : m.spectral_nm_array_[i]) s << ' ' << w;
+            for (uint16_t w : m.spectral_nm_array_[i]) s << " w" << i << ':' << w;
         }
         return s.str();
     }
@@ -46,26 +42,22 @@ std::string join(const std::vector<std::string> &lines, const std::string &eol =
 const std::vector<std::string> kLab = {
     "CGATS.17", "BEGIN_DATA_FORMAT", "SAMPLE_ID LAB_L LAB_A LAB_B", "END_DATA_FORMAT",
     "NUMBER_OF_SETS 2", "BEGIN_DATA", "1 50.0 -3.5 12", "2\t60\t0.25\t-1", "END_DATA"};
+const std::string kLabData = "lab 50 -3.5 12\nlab 60 0.25 -1\n";
 
-// kLab with line i replaced (an empty replacement removes the line).
+// kLab with line i replaced; an empty replacement removes the line.
 std::string lab_with(size_t i, const std::string &line) {
     std::vector<std::string> l = kLab;
-    if (line.empty()) {
-        l.erase(l.begin() + long(i));
-    } else {
-        l[i] = line;
-    }
+    if (line.empty()) l.erase(l.begin() + long(i));
+    if (!line.empty()) l[i] = line;
     return join(l);
 }
 
 struct Outcome {
     uint32_t rc;
-    std::string data;
-    std::string layout;
+    std::string data, layout;
 };
 
-// Reads `text` into a new instance, with the trace log quiet or writing
-// every message.
+// Reads text into a new instance, the trace log quiet or writing everything.
 Outcome read_text(const std::string &text, uint8_t kinds, bool traced) {
     static TempDir dir;
     const std::string path = dir.file("in.txt");
@@ -80,147 +72,119 @@ Outcome read_text(const std::string &text, uint8_t kinds, bool traced) {
 
 // Reads on both paths, checks that they agree, returns the quiet outcome.
 Outcome read_both(const std::string &text, uint8_t kinds) {
-    const Outcome quiet = read_text(text, kinds, false);
-    const Outcome traced = read_text(text, kinds, true);
+    const Outcome quiet = read_text(text, kinds, false), traced = read_text(text, kinds, true);
     EXPECT_EQ(quiet.rc, traced.rc);
     EXPECT_EQ(quiet.data, traced.data);
     EXPECT_EQ(quiet.layout, traced.layout);
+    EXPECT_TRUE(quiet.rc == 0 || quiet.data.empty()) << "a failed read keeps no colour data";
     return quiet;
 }
 
 class LineEnds : public testing::TestWithParam<const char *> {};
 TEST_P(LineEnds, LabFileReadsTheSame) {
-    const Outcome lab = read_both(join(kLab, GetParam()), 4);
-    EXPECT_EQ(lab.rc, 0u);
-    EXPECT_EQ(lab.data, "lab 50 -3.5 12\nlab 60 0.25 -1\n");
-    const Outcome lab_rgb = read_both(join(kLab, GetParam()), 5);  // no RGB columns: not an error
+    EXPECT_EQ(read_both(join(kLab, GetParam()), 4).data, kLabData);
+    const Outcome lab_rgb = read_both(join(kLab, GetParam()), 5);  // no RGB columns: no error
     EXPECT_EQ(lab_rgb.rc, 0u);
-    EXPECT_EQ(lab_rgb.data, lab.data);
+    EXPECT_EQ(lab_rgb.data, kLabData);
 }
 INSTANTIATE_TEST_SUITE_P(Reader, LineEnds, testing::Values("\n", "\r\n", "\r"));
 
-struct BadFile {
+struct File {
     const char *name;
     std::string text;
     uint8_t kinds;
     uint32_t rc;
+    std::string data = "-";  // "-": not checked
 };
-class Files : public testing::TestWithParam<BadFile> {};
-TEST_P(Files, ResultAndNothingKeptOnFailure) {
-    const BadFile &c = GetParam();
+class Files : public testing::TestWithParam<File> {};
+TEST_P(Files, ResultAndData) {
+    const File &c = GetParam();
     const Outcome out = read_both(c.text, c.kinds);
     EXPECT_EQ(out.rc, c.rc);
-    if (c.rc != 0) {
-        EXPECT_EQ(out.data, "");
-    }
+    EXPECT_TRUE(c.data == "-" || out.data == c.data) << out.data;
 }
-const std::string kNoBreak = "BEGIN_DATA_FORMAT" + std::string(2100, ' ') + "\n" + join(kLab);
 INSTANTIATE_TEST_SUITE_P(
     Reader, Files,
     testing::Values(
-        BadFile{"sets_mismatch", lab_with(4, "NUMBER_OF_SETS 3"), 4, 102},
-        BadFile{"sets_quoted", lab_with(4, "NUMBER_OF_SETS\t\"2\""), 4, 102},
-        BadFile{"sets_commented", lab_with(4, "NUMBER_OF_SETS 2 # two"), 4, 102},
-        BadFile{"sets_missing", lab_with(4, ""), 4, 102},
-        BadFile{"sets_huge", lab_with(4, "NUMBER_OF_SETS 99999999999"), 4, 102},
-        BadFile{"sets_first_wins", lab_with(0, "NUMBER_OF_SETS 2\nNUMBER_OF_SETS 7"), 4, 0},
-        BadFile{"end_before_begin", lab_with(5, "END_DATA\nBEGIN_DATA"), 4, 102},
-        BadFile{"second_block", join(kLab) + "BEGIN_DATA\nEND_DATA\n", 4, 102},
-        BadFile{"format_end_missing", lab_with(3, ""), 4, 102},
-        BadFile{"begin_commented", lab_with(5, "BEGIN_DATA #"), 4, 102},
-        BadFile{"exponent", lab_with(6, "1 5e1 0 0"), 4, 102},
-        BadFile{"plus_sign", lab_with(6, "1 +5 0 0"), 4, 102},
-        BadFile{"lone_minus", lab_with(6, "1 50 - 0"), 4, 0},
-        BadFile{"text_in_id_column", lab_with(6, "A-1_x 50 0 0"), 4, 0},
-        BadFile{"truncated_line", lab_with(6, "1 50 0"), 4, 102},
-        BadFile{"no_separator", lab_with(6, "150"), 4, 102},
-        BadFile{"comment_in_data", lab_with(6, "1 50 0 0\n# 3 1 1 1"), 4, 0},
-        BadFile{"L_out_of_range", lab_with(6, "1 100.5 0 0"), 4, 105},
-        BadFile{"lab_and_rgb_columns_missing", lab_with(2, "SAMPLE_ID RGB_R RGB_G LAB_L"), 1, 102},
-        BadFile{"negative_xyz", lab_with(2, "SAMPLE_ID XYZ_X XYZ_Y XYZ_Z"), 8, 0},
-        BadFile{"cmyk_range", lab_with(2, "CMYK_C CMYK_M CMYK_Y CMYK_K"), 2, 105},
-        BadFile{"column_past_end",  // a layout spread over two format lines
-                join({"BEGIN_DATA_FORMAT", "A B C LAB_L", "LAB_A LAB_B Q", "END_DATA_FORMAT",
-                      "NUMBER_OF_SETS 1", "BEGIN_DATA", "1 2 3", "END_DATA"}),
-                4, 102},
-        BadFile{"uneven_wavelengths", lab_with(2, "ID SPECTRAL_400 SPECTRAL_400 SPECTRAL_410"), 16, 102},
-        BadFile{"empty_file", "", 31, 102},
-        BadFile{"no_break_in_2048_bytes", kNoBreak, 4, 102},
-        BadFile{"binary_junk", std::string("\0\x01\xff\r\n\x80LAB_L\0BEGIN_DATA\n\x1b", 24) + join(kLab), 31, 0},
-        BadFile{"nul_in_data_line", lab_with(6, std::string("1 50 0 0\0 junk", 14)), 4, 0}),
-    [](const testing::TestParamInfo<BadFile> &i) { return std::string(i.param.name); });
-
-TEST(Reader, ColumnsAreTakenInFileOrder) {
-    std::vector<std::string> l = kLab;
-    l[2] = "SAMPLE_ID LAB_B LAB_A LAB_L";
-    l[6] = "1 12 -3.5 50";
-    const Outcome out = read_both(join(l), 4);
-    EXPECT_EQ(out.data, "lab 12 -3.5 50\nlab 60 0.25 -1\n");  // the LAB_B column lands in L
-}
+        File{"sets_mismatch", lab_with(4, "NUMBER_OF_SETS 3"), 4, 102},
+        File{"sets_quoted", lab_with(4, "NUMBER_OF_SETS\t\"2\""), 4, 102},
+        File{"sets_commented", lab_with(4, "NUMBER_OF_SETS 2 # two"), 4, 102},
+        File{"sets_huge", lab_with(4, "NUMBER_OF_SETS 99999999999"), 4, 102},
+        File{"sets_first_wins", lab_with(0, "NUMBER_OF_SETS 2\nNUMBER_OF_SETS 7"), 4, 0},
+        File{"end_before_begin", lab_with(5, "END_DATA\nBEGIN_DATA"), 4, 102},
+        File{"second_block", join(kLab) + "BEGIN_DATA\nEND_DATA\n", 4, 102},
+        File{"format_end_missing", lab_with(3, ""), 4, 102},
+        File{"begin_commented", lab_with(5, "BEGIN_DATA #"), 4, 102},
+        File{"exponent", lab_with(6, "1 5e1 0 0"), 4, 102},
+        File{"plus_sign", lab_with(6, "1 +5 0 0"), 4, 102},
+        File{"lone_minus", lab_with(6, "A_1 50 - 0"), 4, 0, "lab 50 0 0\nlab 60 0.25 -1\n"},
+        File{"truncated_line", lab_with(6, "1 50 0"), 4, 102},
+        File{"no_separator", lab_with(6, "150"), 4, 102},
+        File{"comment_in_data", lab_with(6, "1 50 0 0\n# 3 1 1 1"), 4, 0},
+        File{"L_out_of_range", lab_with(6, "1 100.5 0 0"), 4, 105},
+        File{"columns_in_file_order", lab_with(2, "ID LAB_B LAB_A LAB_L"), 4, 0, kLabData},
+        File{"rgb_two_columns", lab_with(2, "SAMPLE_ID RGB_R RGB_G LAB_L"), 1, 102},
+        File{"negative_xyz", lab_with(2, "SAMPLE_ID XYZ_X XYZ_Y XYZ_Z"), 8, 0},
+        File{"cmyk_range", lab_with(2, "CMYK_C CMYK_M CMYK_Y CMYK_K"), 2, 105},
+        File{"column_past_end",  // a layout spread over two format lines
+             join({"BEGIN_DATA_FORMAT", "A B C LAB_L", "LAB_A LAB_B Q", "END_DATA_FORMAT",
+                   "NUMBER_OF_SETS 1", "BEGIN_DATA", "1 2 3", "END_DATA"}), 4, 102},
+        File{"uneven_wavelengths", lab_with(2, "ID SPECTRAL_400 SPECTRAL_400 SPECTRAL_410"), 16, 102},
+        File{"empty_file", "", 31, 102},
+        File{"no_break_in_2048_bytes", "CGATS.17" + std::string(2100, ' ') + "\n" + join(kLab), 4, 102},
+        File{"binary_junk", std::string("\0\x01\xff\r\n\x80LAB_L\0BEGIN_DATA\n\x1b", 24) + join(kLab), 31, 0},
+        File{"nul_in_data_line", lab_with(6, std::string("1 50.0 -3.5 12\0 junk", 20)), 4, 0, kLabData}),
+    [](const testing::TestParamInfo<File> &i) { return std::string(i.param.name); });
 
 TEST(Reader, SpectralColumns) {
-    std::string format = "SAMPLE_ID", row1 = "1", row2 = "2";
-    std::string want1 = "spectral 400 700 10:", want2 = want1;
+    std::string format = "SAMPLE_ID", row = "1", want = "spectral 400 700 10:";
     for (int nm = 400; nm <= 700; nm += 10) {
-        format += " SPECTRAL_" + std::to_string(nm);
         std::ostringstream v;
-        v << (nm - 400) / 8.0;  // exact in binary: prints the same everywhere
-        row1 += " " + v.str();
-        row2 += " 1";
-        want1 += " " + v.str();
-        want2 += " 1";
+        v << (nm - 400) / 8.0;  // exact in binary: prints alike everywhere
+        format += " SPECTRAL_" + std::to_string(nm);
+        row += " " + v.str();
+        want += " " + v.str();
     }
-    const Outcome out = read_both(join({"BEGIN_DATA_FORMAT", format, "END_DATA_FORMAT",
-                                        "NUMBER_OF_SETS 2", "BEGIN_DATA", row1, row2, "END_DATA"}),
-                                  31);
+    const Outcome out = read_both(
+        join({"BEGIN_DATA_FORMAT", format, "END_DATA_FORMAT", "NUMBER_OF_SETS 1", "BEGIN_DATA", row, "END_DATA"}), 31);
     EXPECT_EQ(out.rc, 0u);
-    EXPECT_EQ(out.data, want1 + "\n" + want2 + "\n");
+    EXPECT_EQ(out.data, want + "\n");
 }
 
 TEST(Reader, InstanceStateAcrossReads) {
     TempDir dir;
-    hxtvel_test::write_file(dir.file("lab.txt"), join(kLab));
-    hxtvel_test::write_file(dir.file("bad.txt"), lab_with(4, "NUMBER_OF_SETS 9"));
+    const std::string lab = dir.file("lab.txt"), bad = dir.file("bad.txt");
+    hxtvel_test::write_file(lab, join(kLab));
+    hxtvel_test::write_file(bad, lab_with(4, "NUMBER_OF_SETS 9"));
     const velRGB rgb{1, 2, 3};
     Instance m;
-    ASSERT_EQ(HXTVEL_SetRGB(m.h, &rgb, 1), 0u);
-    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, dir.file("lab.txt").c_str(), 0), 107u);
+    HXTVEL_SetRGB(m.h, &rgb, 1);
+    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, lab.c_str(), 0), 107u);
     EXPECT_EQ(contents(m.h), "");  // even the data set before is gone
-    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, dir.file("lab.txt").c_str(), 32), 107u);
+    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, lab.c_str(), 32), 107u);
     EXPECT_EQ(HXTVEL_ReadCGATS(m.h, dir.file("missing.txt").c_str(), 4), 104u);
     EXPECT_EQ(HXTVEL_ReadCGATS(m.h, nullptr, 4), 104u);
-    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, dir.file("bad.txt").c_str(), 4), 102u);
-    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, dir.file("lab.txt").c_str(), 4), 0u);  // failures leave it open
-    EXPECT_EQ(contents(m.h), "lab 50 -3.5 12\nlab 60 0.25 -1\n");
-    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, dir.file("lab.txt").c_str(), 4), 106u);
+    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, bad.c_str(), 4), 102u);
+    HXTVEL_SetRGB(m.h, &rgb, 1);  // kept: the file has no RGB
+    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, lab.c_str(), 5), 0u);  // failures left it open
+    EXPECT_EQ(contents(m.h), "rgb 1 2 3\n" + kLabData);
+    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, lab.c_str(), 4), 106u);
     EXPECT_EQ(contents(m.h), "");
-    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, dir.file("lab.txt").c_str(), 4), 106u);
-    EXPECT_EQ(HXTVEL_ReadCGATS(nullptr, dir.file("lab.txt").c_str(), 4), 107u);
+    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, lab.c_str(), 4), 106u);
+    EXPECT_EQ(HXTVEL_ReadCGATS(nullptr, lab.c_str(), 4), 107u);
 }
 
-TEST(Reader, DataSetBeforeAReadIsKeptForKindsTheFileLacks) {
-    TempDir dir;
-    hxtvel_test::write_file(dir.file("lab.txt"), join(kLab));
-    const velRGB rgb[3] = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
-    const velCIELab lab[5] = {};
-    Instance m;
-    HXTVEL_SetRGB(m.h, rgb, 3);
-    HXTVEL_SetLAB(m.h, lab, 5);
-    EXPECT_EQ(HXTVEL_ReadCGATS(m.h, dir.file("lab.txt").c_str(), 5), 0u);
-    EXPECT_EQ(contents(m.h),
-              "rgb 1 2 3\nrgb 4 5 6\nrgb 7 8 9\nlab 50 -3.5 12\nlab 60 0.25 -1\n");
-}
-
-std::vector<std::string> traced_read(const std::string &text, uint8_t kinds) {
-    TempDir dir;
+std::vector<std::string> traced_read(const std::string &text) {
+    static TempDir dir;
     hxtvel_test::write_file(dir.file("in.txt"), text);
     Instance m;
     hxtvel_test::TraceCapture trace(0x12);  // Info and above
-    HXTVEL_ReadCGATS(m.h, dir.file("in.txt").c_str(), kinds);
+    HXTVEL_ReadCGATS(m.h, dir.file("in.txt").c_str(), 4);
     return trace.lines();
 }
 
-bool has_in_order(const std::vector<std::string> &lines, const std::vector<std::string> &want) {
+// Whether want occurs in lines as a subsequence.
+bool in_order(const std::vector<std::string> &lines, const std::vector<std::string> &want) {
     auto it = lines.begin();
     for (const auto &w : want) {
         it = std::find(it, lines.end(), w);
@@ -231,59 +195,43 @@ bool has_in_order(const std::vector<std::string> &lines, const std::vector<std::
 }
 
 TEST(Reader, TraceTexts) {
-    const auto ok = traced_read(join(kLab), 4);
-    ASSERT_GE(ok.size(), 4u);
+    const auto ok = traced_read(join(kLab));
+    ASSERT_GE(ok.size(), 2u);
     EXPECT_EQ(ok[0], "Info:read_cgats in");
     EXPECT_EQ(ok[1], "Warn:read_cgats lockin");
-    EXPECT_TRUE(has_in_order(ok, {"Info:analyze_file in", "Info:pickup_line in", "Info:search_key in",
-                                  "Info:analyze_format in", "Info:analyze_format out",
-                                  "Info:analyze_line out", "Info:convert_dbl_to_data in",
-                                  "Info:check_datasize in", "Info:chack_datarange in",
-                                  "Info:convert_dbl_to_data out", "Info:analyze_file out",
-                                  "Info:check_numberofsets in", "Info:check_numberofsets out",
-                                  "Info:analyze_line in", "Info:check_key_num out",
-                                  "Warn:read_cgats lockout", "Info:read_cgats out"}));
+    EXPECT_TRUE(in_order(ok, {"Info:analyze_file in", "Info:pickup_line in", "Info:search_key in",
+                              "Info:analyze_format out", "Info:analyze_line out", "Info:convert_dbl_to_data in",
+                              "Info:chack_datarange in", "Info:convert_dbl_to_data out", "Info:analyze_file out",
+                              "Info:check_numberofsets out", "Info:analyze_line in", "Info:check_key_num out",
+                              "Warn:read_cgats lockout", "Info:read_cgats out"}));
     EXPECT_EQ(ok.back(), "Info:read_cgats out");
-    // analyze_line says "out" only when it hands back values: twice here.
-    EXPECT_EQ(std::count(ok.begin(), ok.end(), "Info:analyze_line out"), 2);
-
-    EXPECT_TRUE(has_in_order(traced_read(lab_with(4, "NUMBER_OF_SETS \"2\""), 4),
-                             {"Error:check line NG", "Error:line format err"}));
-    EXPECT_TRUE(has_in_order(traced_read(lab_with(6, "1 50 0"), 4),
-                             {"Error:fld count and data count not match.", "Error:line format err"}));
-    EXPECT_TRUE(has_in_order(traced_read(lab_with(4, ""), 4),
-                             {"Error:NUMBER OF SETS not found.", "Error:Check NumberOfSets err"}));
-    EXPECT_TRUE(has_in_order(traced_read(lab_with(6, "1 100.5 0 0"), 4),
-                             {"Error:check_datarange err = 100.500000", "Info:read_cgats out"}));
+    EXPECT_EQ(std::count(ok.begin(), ok.end(), "Info:analyze_line out"), 2);  // only with values
+    EXPECT_TRUE(in_order(traced_read(lab_with(4, "NUMBER_OF_SETS \"2\"")),
+                         {"Error:check line NG", "Error:line format err"}));
+    EXPECT_TRUE(in_order(traced_read(lab_with(4, "")),
+                         {"Error:NUMBER OF SETS not found.", "Error:Check NumberOfSets err"}));
 }
 
-// Random damage to a file with every kind: no crash, and the quiet and the
+// Random damage to a file with three kinds: no crash, and the quiet and the
 // traced reader agree on the result and on everything the read left behind.
 TEST(Reader, DamagedFilesAgreeOnBothPaths) {
-    std::vector<std::string> lines = {"CGATS.17", "NUMBER_OF_FIELDS 8", "BEGIN_DATA_FORMAT",
-                                      "SAMPLE_ID RGB_R RGB_G RGB_B LAB_L LAB_A LAB_B SPECTRAL_400 SPECTRAL_410",
-                                      "END_DATA_FORMAT", "NUMBER_OF_SETS 3", "BEGIN_DATA"};
-    for (int i = 1; i <= 3; ++i) lines.push_back(std::to_string(i) + " 10 20 30 50 -1.5 2 0.5 0.75");
-    lines.push_back("END_DATA");
-    const std::string base = join(lines);
+    const std::string base =
+        join({"CGATS.17", "NUMBER_OF_FIELDS 8", "BEGIN_DATA_FORMAT",
+              "SAMPLE_ID RGB_R RGB_G RGB_B LAB_L LAB_A LAB_B SPECTRAL_400 SPECTRAL_410", "END_DATA_FORMAT",
+              "NUMBER_OF_SETS 3", "BEGIN_DATA", "1 10 20 30 50 -1.5 2 0.5 0.75", "2 10 20 30 50 -1.5 2 0.5 0.75",
+              "3 10 20 30 50 -1.5 2 0.5 0.75", "END_DATA"});
     const std::string alphabet = "0123456789.- \t\r\n#_ABDEGLNRSTX";
     std::mt19937 rng(3);
     for (int round = 0; round < 250; ++round) {
         std::string text = base;
         for (int edits = 1 + int(rng() % 4); edits > 0; --edits) {
             const size_t at = rng() % text.size();
-            switch (rng() % 3) {
-            case 0: text.erase(at, 1 + rng() % 3); break;
-            case 1: text.insert(at, 1, alphabet[rng() % alphabet.size()]); break;
-            default: text.insert(at, text.substr(rng() % text.size(), rng() % 40)); break;
-            }
+            if (rng() % 3 == 0) text.erase(at, 1 + rng() % 3);
+            else if (rng() % 2) text.insert(at, 1, alphabet[rng() % alphabet.size()]);
+            else text.insert(at, text.substr(rng() % text.size(), rng() % 40));
         }
-        const uint8_t kinds = uint8_t(1 + rng() % 31);
         SCOPED_TRACE(text);
-        const Outcome out = read_both(text, kinds);
-        if (out.rc != 0) {
-            EXPECT_EQ(out.data, "");
-        }
+        read_both(text, uint8_t(1 + rng() % 31));
     }
 }
 

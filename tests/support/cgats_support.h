@@ -19,35 +19,37 @@ struct Instance {
     hxtvel::c_cgats &m() const { return *static_cast<hxtvel::c_cgats *>(h); }
 };
 
+// One line per stored record: kind name and its values (all doubles).
+template <typename T>
+void dump(std::ostream &s, void *h, const char *name, uint32_t (*get)(void *, T *, uint32_t *)) {
+    uint32_t n = 0;
+    get(h, nullptr, &n);
+    std::vector<T> records(n);
+    get(h, records.data(), &n);
+    for (const T &r : records) {
+        s << name;
+        for (size_t i = 0; i < sizeof(T) / sizeof(double); ++i) s << ' ' << reinterpret_cast<const double *>(&r)[i];
+        s << '\n';
+    }
+}
+
 // Everything a caller can read back from an instance, as text.
 inline std::string contents(void *h) {
     std::ostringstream s;
     s.imbue(std::locale::classic());
     s.precision(17);
+    dump(s, h, "rgb", HXTVEL_GetRGB);
+    dump(s, h, "cmyk", HXTVEL_GetCMYK);
+    dump(s, h, "lab", HXTVEL_GetLAB);
+    dump(s, h, "xyz", HXTVEL_GetXYZ);
     uint32_t n = 0;
-    HXTVEL_GetRGB(h, nullptr, &n);
-    std::vector<velRGB> rgb(n);
-    HXTVEL_GetRGB(h, rgb.data(), &n);
-    for (auto &v : rgb) s << "rgb " << v.R << ' ' << v.G << ' ' << v.B << '\n';
-    HXTVEL_GetCMYK(h, nullptr, &n);
-    std::vector<velCMYK> cmyk(n);
-    HXTVEL_GetCMYK(h, cmyk.data(), &n);
-    for (auto &v : cmyk) s << "cmyk " << v.C << ' ' << v.M << ' ' << v.Y << ' ' << v.K << '\n';
-    HXTVEL_GetLAB(h, nullptr, &n);
-    std::vector<velCIELab> lab(n);
-    HXTVEL_GetLAB(h, lab.data(), &n);
-    for (auto &v : lab) s << "lab " << v.L << ' ' << v.a << ' ' << v.b << '\n';
-    HXTVEL_GetXYZ(h, nullptr, &n);
-    std::vector<velCIEXYZ> xyz(n);
-    HXTVEL_GetXYZ(h, xyz.data(), &n);
-    for (auto &v : xyz) s << "xyz " << v.X << ' ' << v.Y << ' ' << v.Z << '\n';
     uint16_t values = 0;
     HXTVEL_GetSpectroRef(h, nullptr, &n, &values);
     std::vector<double> buf(size_t(n) * values);
     std::vector<velSPECTRO_REF> sp(n);
     for (uint32_t i = 0; i < n; ++i) sp[i].data = buf.data() + size_t(i) * values;
     HXTVEL_GetSpectroRef(h, sp.data(), &n, &values);
-    for (auto &r : sp) {
+    for (const velSPECTRO_REF &r : sp) {
         s << "spectral " << r.start << ' ' << r.end << ' ' << r.pitch << ':';
         for (uint16_t k = 0; k < values; ++k) s << ' ' << r.data[k];
         s << '\n';
