@@ -645,8 +645,7 @@ std::string c_cgats::pickup_line(const char *line, unsigned long index, bool &er
 
 void c_cgats::analyze_line(const char *line, std::vector<double> &values, unsigned char kind,
                            unsigned long index, bool &error) {
-    HX_TRACE_INOUT("analyze_line in", "analyze_line out");  // "out" only with values
-    hx_trace_scope_.cancel();
+    HX_TRACE(HX_LV_INFO, "%s", "analyze_line in");  // "out" only when values are handed back
     bool pickup_error = false;
     std::string content = pickup_line(line, index, pickup_error);
     if (pickup_error) {
