@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cgatsutility.h"
@@ -53,6 +54,54 @@ public:
     uint32_t alloc_array_memory(uint32_t kinds_count, unsigned char kinds);
 
 private:
+    // Values of one colour kind read from a file: each row holds the values
+    // of one data line, in the order of the kind's columns.
+    struct row_list {
+        std::vector<double> values;
+        std::vector<size_t> ends;  // end of each row in values
+        size_t size() const { return ends.size(); }
+        bool empty() const { return ends.empty(); }
+        void append(const std::vector<double> &row);
+    };
+    struct field_span {
+        const char *begin;
+        const char *end;
+    };
+    class line_source;  // the input file, line by line
+    class out_sink;     // the output file, buffered
+
+    // --- reader ----------------------------------------------------------
+    uint32_t read_locked(const char *path, unsigned char kinds, line_source &in);
+    uint32_t analyze_file(line_source &in, unsigned long kinds_count,
+                          const std::vector<unsigned char> &kinds);
+    bool offer_line(const std::string &line, unsigned long kinds_count,
+                    const std::vector<unsigned char> &kinds, std::vector<row_list> &rows,
+                    std::vector<double> &values);
+    bool analyze_data_line(std::string_view line, unsigned long kinds_count,
+                           std::vector<row_list> &rows, std::vector<field_span> &fields);
+    std::string pickup_line(const char *line, unsigned long index, bool &error);
+    void analyze_line(const char *line, std::vector<double> &values, unsigned char kind,
+                      unsigned long index, bool &error);
+    void analyze_format(std::string content, unsigned char kind, unsigned long index);
+    uint32_t check_key_num();
+    uint32_t check_numberofsets();
+    uint32_t convert_dbl_to_data(const row_list &rows, unsigned char kind, unsigned long index);
+    template <typename T, size_t N>
+    uint32_t convert_colour(T *&stored, uint32_t &stored_count, const row_list &rows,
+                            unsigned char kind, double T::*const (&members)[N]);
+    uint32_t convert_spectral(const row_list &rows, unsigned long index);
+    void get_spectral(unsigned short &start, unsigned short &end, unsigned short &step,
+                      unsigned long index);
+
+    // --- writer ----------------------------------------------------------
+    uint32_t write_cgats_locked(const char *path);
+    uint32_t write_text_locked(const char *path, HXTVEL_FileType type);
+    void get_field(std::string_view delim, uint32_t &count, std::string &format);
+    void write_format(out_sink &out, std::string_view delim, uint32_t fields, unsigned long sets,
+                      const std::string &format);
+    void write_data(out_sink &out, std::string_view delim, unsigned long sets,
+                    bool sample_number);
+
     template <typename T>
     uint32_t set_colour(T *&stored, uint32_t &stored_count, unsigned char flag, const T *data,
                         uint32_t count);
@@ -82,6 +131,8 @@ private:
     uint8_t block_state_;  // 0 outside, 1 data format, 2 data
 
     c_lock lock_;
+
+    friend class c_cgats_peer;  // white-box access for the unit tests
 };
 
 }  // namespace hxtvel
