@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "liblock.h"
+#include "locale_support.h"
 #include "trace_capture.h"
 #include "tracelog.h"
 
@@ -135,6 +136,19 @@ TEST(TraceLog, LongTextIsWrittenWhole) {
     announce(16, text.c_str());
     ASSERT_EQ(capture.lines().size(), 1u);
     EXPECT_EQ(capture.lines()[0], "Info:" + text);
+}
+
+TEST(TraceLog, NumbersIgnoreTheHostLocale) {
+    const bool comma = hxtvel_test::set_comma_numeric_locale();
+    {
+        TraceCapture capture(0x02);
+        trace_set_olevel(48);
+        trace_pos("f", 1, 0);
+        trace_msg("err = %f", 1.5);
+        EXPECT_EQ(capture.lines(), std::vector<std::string>{"Error:err = 1.500000"});
+    }
+    std::setlocale(LC_NUMERIC, "C");
+    if (!comma) GTEST_SKIP() << "no comma-decimal locale could be made";
 }
 
 TEST(TraceLog, ScopeTracesInAndOut) {

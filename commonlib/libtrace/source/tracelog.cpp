@@ -5,6 +5,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <locale.h>
+
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -109,8 +111,27 @@ HXTVEL_API int trace_msg(const char *format, ...) {
 
 namespace {
 
+// Numbers in trace texts are written the same way whatever numeric locale
+// the host has set: the calling thread formats under the "C" locale.
+class c_locale_scope {
+public:
+    c_locale_scope() {
+        static const locale_t c = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
+        old_ = c ? uselocale(c) : static_cast<locale_t>(0);
+    }
+    ~c_locale_scope() {
+        if (old_) uselocale(old_);
+    }
+    c_locale_scope(const c_locale_scope &) = delete;
+    c_locale_scope &operator=(const c_locale_scope &) = delete;
+
+private:
+    locale_t old_;
+};
+
 void write_message(uint32_t outputs, int32_t level, const char *format, va_list ap) {
     const int saved_errno = errno;
+    const c_locale_scope numeric;
     std::string text = level_word(level);
     text += vformat(format ? format : "", ap);
     g_trace.golevel.store(hxtvel::HX_LV_RESET, std::memory_order_relaxed);
