@@ -18,12 +18,12 @@ using hxtvel_test::write_file;
 
 namespace {
 
-struct Run {
+struct Result {
     int status;
     std::string out, err;
 };
 
-Run run(const std::string &args, const std::string &cwd = ".") {
+Result run(const std::string &args, const std::string &cwd = ".") {
     TempDir tmp;
     const std::string out = tmp.file("out"), err = tmp.file("err");
     const std::string cmd = "cd '" + cwd + "' && '" + HXTVEL_CLI + "' " + args + " >'" + out + "' 2>'" + err + "'";
@@ -67,7 +67,7 @@ class Demo : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         dir_ = new TempDir();
-        result_ = new Run(run("demo --out '" + dir_->file("round") + "'"));
+        result_ = new Result(run("demo --out '" + dir_->file("round") + "'"));
     }
     static void TearDownTestSuite() {
         delete result_;
@@ -75,26 +75,26 @@ protected:
     }
     static std::string file(const std::string &name) { return dir_->file("round/" + name); }
     static TempDir *dir_;
-    static Run *result_;
+    static Result *result_;
 };
 TempDir *Demo::dir_ = nullptr;
-Run *Demo::result_ = nullptr;
+Result *Demo::result_ = nullptr;
 
 }  // namespace
 
 // ------------------------------------------------------------------ general
 
 TEST(Cli, VersionAndHelp) {
-    Run v = run("--version");
+    Result v = run("--version");
     EXPECT_EQ(v.status, 0);
     EXPECT_NE(v.out.find("hxtvel 1.0.0"), std::string::npos) << v.out;
-    Run h = run("--help");
+    Result h = run("--help");
     EXPECT_EQ(h.status, 0);
     for (const char *sub : {"demo", "chart", "charts", "extract", "compare", "export", "Exit status"}) {
         EXPECT_NE(h.out.find(sub), std::string::npos) << sub;
     }
     for (const char *sub : {"demo", "chart", "charts", "extract", "compare", "export"}) {
-        Run s = run(std::string(sub) + " --help");
+        Result s = run(std::string(sub) + " --help");
         EXPECT_EQ(s.status, 0) << sub;
         EXPECT_NE(s.out.find("Exit status"), std::string::npos) << sub;
     }
@@ -108,7 +108,7 @@ class CliUsage : public testing::TestWithParam<UsageCase> {};
 TEST_P(CliUsage, ExitsWithStatus2) {
     TempDir dir;
     write_file(dir.file("p.csv"), "0,0,0,100\n");
-    const Run r = run(GetParam().args, dir.path());
+    const Result r = run(GetParam().args, dir.path());
     EXPECT_EQ(r.status, 2) << r.err;
     EXPECT_NE(r.err.find(GetParam().message), std::string::npos) << r.err;
 }
@@ -153,7 +153,7 @@ TEST_F(Demo, MeasurementReadsBackThroughTheLibrary) {
 // ------------------------------------------------------------ stream tools
 
 TEST_F(Demo, ChartsListsTheStream) {
-    const Run r = run("charts '" + file("measurement.spectrobin") + "'");
+    const Result r = run("charts '" + file("measurement.spectrobin") + "'");
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("2 charts"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("chart   1"), std::string::npos) << r.out;
@@ -165,7 +165,7 @@ TEST_F(Demo, TruncatedStreamIsRefusedBeforeTheLibraryReadsIt) {
     const std::string bytes = read_file(file("measurement.spectrobin"));
     for (size_t cut : {size_t(10), size_t(40), bytes.size() / 2, bytes.size() - 1}) {
         write_file(dir.file("cut.bin"), bytes.substr(0, cut));
-        const Run r = run("charts '" + dir.file("cut.bin") + "'");
+        const Result r = run("charts '" + dir.file("cut.bin") + "'");
         EXPECT_EQ(r.status, 3) << cut;
         EXPECT_NE(r.err.find("not a complete spectrobin stream"), std::string::npos) << r.err;
     }
@@ -173,7 +173,7 @@ TEST_F(Demo, TruncatedStreamIsRefusedBeforeTheLibraryReadsIt) {
 
 TEST_F(Demo, ExtractWritesOneChartAsCgats) {
     TempDir dir;
-    const Run r = run("extract '" + file("measurement.spectrobin") + "' --chart 2 --xyz --illuminant D65 -o '" +
+    const Result r = run("extract '" + file("measurement.spectrobin") + "' --chart 2 --xyz --illuminant D65 -o '" +
                       dir.file("c2.cgats") + "'");
     ASSERT_EQ(r.status, 0) << r.err;
     const std::string text = read_file(dir.file("c2.cgats"));
@@ -185,7 +185,7 @@ TEST_F(Demo, ExtractWritesOneChartAsCgats) {
 
 TEST_F(Demo, ExtractOfAMissingChartNamesTheCharts) {
     TempDir dir;
-    const Run r = run("extract '" + file("measurement.spectrobin") + "' --chart 9 -o '" + dir.file("x") + "'");
+    const Result r = run("extract '" + file("measurement.spectrobin") + "' --chart 9 -o '" + dir.file("x") + "'");
     EXPECT_EQ(r.status, 3);
     EXPECT_NE(r.err.find("chart 9 is not in the stream (charts: 1, 2)"), std::string::npos) << r.err;
     EXPECT_FALSE(file_exists(dir.file("x")));
@@ -195,12 +195,12 @@ TEST_F(Demo, ExtractOfAMissingChartNamesTheCharts) {
 
 TEST_F(Demo, CompareSummarisesAndGatesOnTolerance) {
     const std::string files = " '" + file("reference.cgats") + "' '" + file("measurement.cgats") + "'";
-    const Run plain = run("compare" + files + " --summary");
+    const Result plain = run("compare" + files + " --summary");
     ASSERT_EQ(plain.status, 0) << plain.err;
     EXPECT_NE(plain.out.find("dE00: mean"), std::string::npos) << plain.out;
     EXPECT_NE(plain.out.find("worst: patch"), std::string::npos);
     EXPECT_EQ(run("compare" + files + " --tolerance 0.01").status, 1);
-    const Run pass = run("compare" + files + " --tolerance 100 --method cmc21");
+    const Result pass = run("compare" + files + " --tolerance 100 --method cmc21");
     EXPECT_EQ(pass.status, 0);
     EXPECT_NE(pass.out.find("PASS"), std::string::npos);
 }
@@ -209,7 +209,7 @@ TEST(CliCompare, HandComputedDifference) {
     TempDir dir;
     write_lab_file(dir.file("a.cgats"), {{50, 0, 0}, {60, 10, 10}});
     write_lab_file(dir.file("b.cgats"), {{50, 0, 10}, {60, 10, 10}});
-    const Run r = run("compare a.cgats b.cgats --method 76", dir.path());
+    const Result r = run("compare a.cgats b.cgats --method 76", dir.path());
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("mean 5.00, max 10.00 (patch 1)"), std::string::npos) << r.out;
 }
@@ -218,7 +218,7 @@ TEST(CliCompare, DifferentPatchCountsAreBadInput) {
     TempDir dir;
     write_lab_file(dir.file("a.cgats"), {{50, 0, 0}, {60, 10, 10}});
     write_lab_file(dir.file("b.cgats"), {{50, 0, 10}});
-    const Run r = run("compare a.cgats b.cgats", dir.path());
+    const Result r = run("compare a.cgats b.cgats", dir.path());
     EXPECT_EQ(r.status, 3);
     EXPECT_NE(r.err.find("different numbers of patches"), std::string::npos) << r.err;
 }
@@ -238,7 +238,7 @@ TEST_P(CliCgatsDiagnosis, NamesTheBrokenRule) {
     ASSERT_NE(at, std::string::npos);
     text.replace(at, std::string(GetParam().from).size(), GetParam().to);
     write_file(dir.file("bad.cgats"), text);
-    const Run r = run("compare ok.cgats bad.cgats", dir.path());
+    const Result r = run("compare ok.cgats bad.cgats", dir.path());
     EXPECT_EQ(r.status, 3) << r.out;
     EXPECT_NE(r.err.find(std::string("bad.cgats: ") + GetParam().message), std::string::npos) << r.err;
 }
@@ -251,13 +251,14 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenFile{"fields", "2\t60.00\t0.00\t5.00", "2\t60.00\t0.00", "line 9: 3 fields, but the data format names 4"},
         BrokenFile{"exponent", "60.00", "6e1", "line 9: '6e1' in column LAB_L is not a plain number"},
         BrokenFile{"range", "60.00", "100.50", "line 9: LAB_L = 100.50 is outside 0 to 100"},
-        BrokenFile{"nobegin", "BEGIN_DATA\n", "", "BEGIN_DATA is missing"},
+        BrokenFile{"nobegin", "BEGIN_DATA\n", "", "NUMBER_OF_SETS does not match the data rows: it says 2, the data block holds 0 (BEGIN_DATA is missing"},
+        BrokenFile{"noformatend", "END_DATA_FORMAT\n", "", "END_DATA_FORMAT is missing"},
         BrokenFile{"twice", "END_DATA\n", "END_DATA\nEND_DATA\n", "END_DATA appears 2 times"},
         BrokenFile{"onecolumn", "LAB_A", "LAB_X", "the data format has 2 LAB_ columns, but Lab needs 3"}),
     [](const testing::TestParamInfo<BrokenFile> &i) { return std::string(i.param.name); });
 
 TEST(CliInput, MissingFileIsBadInput) {
-    const Run r = run("export /nonexistent/in.cgats --csv -o /tmp/x.csv");
+    const Result r = run("export /nonexistent/in.cgats --csv -o /tmp/x.csv");
     EXPECT_EQ(r.status, 3);
     EXPECT_NE(r.err.find("/nonexistent/in.cgats"), std::string::npos) << r.err;
 }
@@ -276,7 +277,7 @@ TEST(CliExport, CsvAndTsv) {
 TEST(CliExport, UnwritableOutputIsAnIoErrorAndLeavesNothing) {
     TempDir dir;
     write_file(dir.file("in.cgats"), kLabFile);
-    const Run r = run("export in.cgats --csv -o missing/out.csv", dir.path());
+    const Result r = run("export in.cgats --csv -o missing/out.csv", dir.path());
     EXPECT_EQ(r.status, 4) << r.err;
     EXPECT_NE(r.err.find("missing/out.csv"), std::string::npos) << r.err;
     EXPECT_EQ(list_dir(dir.path()), std::vector<std::string>{"in.cgats"});
@@ -290,11 +291,11 @@ TEST(CliChart, CsvPatchesToPagesInBothModes) {
     for (int i = 0; i < 40; ++i) csv += std::to_string(i * 2.5) + ",0,0," + std::to_string(100 - i * 2.5) + "\n";
     write_file(dir.file("p.csv"), csv);
     const std::string common = "chart p.csv --page 60x80 --dpi 100 --patch 10x10 --layout br-up";
-    const Run files = run(common + " -o f", dir.path());
+    const Result files = run(common + " -o f", dir.path());
     ASSERT_EQ(files.status, 0) << files.err;
     EXPECT_NE(files.out.find("40 CMYK patches on 2 pages"), std::string::npos) << files.out;
     EXPECT_NE(files.out.find("page 1:"), std::string::npos);
-    const Run mem = run(common + " --memory -o m", dir.path());
+    const Result mem = run(common + " --memory -o m", dir.path());
     ASSERT_EQ(mem.status, 0) << mem.err;
     for (const char *page : {"0.tif", "1.tif"}) {
         const std::string a = read_file(dir.file(std::string("f") + page));
@@ -311,7 +312,7 @@ TEST(CliChart, RgbFromCgats) {
     HXTVEL_SetRGB(m, rgb, 3);
     HXTVEL_WriteCGATS(m, dir.file("rgb.cgats").c_str());
     HXTVEL_DeleteCGATSInstance(m);
-    const Run r = run("chart rgb.cgats -o page --no-bar --dpi 72", dir.path());
+    const Result r = run("chart rgb.cgats -o page --no-bar --dpi 72", dir.path());
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("3 RGB patches on 1 page"), std::string::npos) << r.out;
     EXPECT_TRUE(file_exists(dir.file("page0.tif")));
@@ -328,7 +329,7 @@ class CliChartFailure : public testing::TestWithParam<ChartFailure> {};
 TEST_P(CliChartFailure, ClearMessageAndNothingWritten) {
     TempDir dir;
     write_file(dir.file("p.csv"), GetParam().csv);
-    const Run r = run(std::string("chart p.csv -o out/c ") + GetParam().args, dir.path());
+    const Result r = run(std::string("chart p.csv -o out/c ") + GetParam().args, dir.path());
     EXPECT_EQ(r.status, GetParam().status) << r.err;
     EXPECT_NE(r.err.find(GetParam().message), std::string::npos) << r.err;
     EXPECT_FALSE(file_exists(dir.file("out/c0.tif")));

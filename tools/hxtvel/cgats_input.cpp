@@ -291,8 +291,11 @@ std::string diagnose_cgats(const std::string &path, uint8_t kinds) {
     const auto sets = numbers.find("NUMBER_OF_SETS");
     if (sets == numbers.end()) return "NUMBER_OF_SETS is missing";
     if (static_cast<size_t>(sets->second) != rows) {
+        const bool has_data = std::any_of(keys.begin(), keys.end(),
+                                          [](const auto &e) { return e.first == "BEGIN_DATA"; });
         return "NUMBER_OF_SETS does not match the data rows: it says " + std::to_string(sets->second) +
-               ", the data block holds " + std::to_string(rows);
+               ", the data block holds " + std::to_string(rows) +
+               (has_data ? "" : " (BEGIN_DATA is missing or commented out)");
     }
 
     const char *const order[] = {"BEGIN_DATA_FORMAT", "END_DATA_FORMAT", "BEGIN_DATA", "END_DATA"};
