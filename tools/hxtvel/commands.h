@@ -1,0 +1,61 @@
+// commands.h - the subcommands of the hxtvel tool. Each returns the exit
+// status; failures are thrown as cli_error.
+#ifndef HXTVEL_CLI_COMMANDS_H
+#define HXTVEL_CLI_COMMANDS_H
+
+#include <cstdint>
+#include <string>
+
+namespace hxcli {
+
+struct chart_options {
+    std::string patches;       // CGATS or CSV file
+    std::string prefix;        // pages go to <prefix><n>.tif
+    std::string page = "A4";   // A3, A4, A5, letter or WxH in mm
+    uint32_t dpi = 300;
+    std::string patch = "6x6"; // WxH in mm
+    std::string layout = "tl-right";
+    uint32_t whitebar = 0;     // pixels at 300 dpi
+    bool no_bar = false;
+    bool memory = false;       // draw into memory, then write the pages
+};
+int run_chart(const chart_options &o);
+
+struct charts_options {
+    std::string stream;
+};
+int run_charts(const charts_options &o);
+
+struct extract_options {
+    std::string stream;
+    int chart = -1;
+    std::string out;
+    std::string illuminant = "D50";
+    int observer = 2;
+    bool xyz = false;
+};
+int run_extract(const extract_options &o);
+
+struct compare_options {
+    std::string reference, sample;
+    std::string method = "2000";
+    double tolerance = -1.0;   // < 0: no tolerance
+    unsigned worst = 5;
+    bool summary_only = false;
+};
+int run_compare(const compare_options &o);
+
+struct export_options {
+    std::string input, out;
+    bool csv = false, tsv = false;
+};
+int run_export(const export_options &o);
+
+struct demo_options {
+    std::string out = "hxtvel-demo";
+};
+int run_demo(const demo_options &o);
+
+}  // namespace hxcli
+
+#endif  // HXTVEL_CLI_COMMANDS_H
