@@ -1,5 +1,7 @@
 // hxtvel_cgats_api.cpp - the exported measurement-instance functions: check
 // the handle, forward to the instance, return its code unchanged.
+#include <cstring>
+
 #include "cgats.h"
 #include "hxtvel_cgats.h"
 
@@ -25,7 +27,10 @@ HXTVEL_API uint32_t HXTVEL_WriteCGATS(void *handle, const char *path) {
     return handle ? inst(handle)->write_cgats(path) : HXTVEL_E_ARG;
 }
 HXTVEL_API uint32_t HXTVEL_WriteText(void *handle, const char *path, HXTVEL_FileType type) {
-    return handle ? inst(handle)->write_text(path, type) : HXTVEL_E_ARG;
+    // Any number may arrive in the enum: read its bits, never load it as the enum.
+    uint32_t raw;
+    std::memcpy(&raw, &type, sizeof raw);
+    return handle ? inst(handle)->write_text(path, raw) : HXTVEL_E_ARG;
 }
 
 HXTVEL_API uint32_t HXTVEL_SetLAB(void *handle, const velCIELab *data, uint32_t count) {

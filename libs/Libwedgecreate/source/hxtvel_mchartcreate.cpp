@@ -1001,20 +1001,11 @@ void c_mchart::fill_pixels(unsigned char *dst, const unsigned char *pixel, uint6
 // ---------------------------------------------------------------------------
 
 using hxtvel::c_mchart;
+using hxtvel::raw_value;
 
 namespace {
 
 inline c_mchart *inst(void *handle) { return static_cast<c_mchart *>(handle); }
-
-// The caller may pass any number in an enum argument; it is read as the
-// 32-bit value it arrived as, never loaded as the enum.
-template <typename E>
-inline uint32_t raw_value(const E &e) {
-    static_assert(sizeof(E) == sizeof(uint32_t), "chart enums are 32-bit");
-    uint32_t v;
-    std::memcpy(&v, &e, sizeof v);
-    return v;
-}
 
 }  // namespace
 

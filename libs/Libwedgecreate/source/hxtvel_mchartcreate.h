@@ -14,11 +14,24 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "hxtvel_mchart.h"
 #include "liblock.h"
 
 namespace hxtvel {
+
+// The caller may pass any number in an enum argument of the C interface; it
+// is read as the 32-bit value it arrived as, never loaded as the enum (a
+// value outside the enum's range would be undefined there).
+template <typename E>
+inline uint32_t raw_value(const E &e) {
+    static_assert(sizeof(E) == sizeof(uint32_t), "interface enums are 32-bit");
+    uint32_t v;
+    std::memcpy(&v, &e, sizeof v);
+    return v;
+}
+
 
 // Rounds half away from zero.
 double round_dbl(double x);

@@ -221,17 +221,7 @@ uint32_t c_mchart::createtiff(const char *path, uint32_t *pages, uint32_t bar) {
 
 }  // namespace hxtvel
 
-namespace {
-
-template <typename E>
-inline uint32_t raw_value(const E &e) {
-    static_assert(sizeof(E) == sizeof(uint32_t), "chart enums are 32-bit");
-    uint32_t v;
-    std::memcpy(&v, &e, sizeof v);
-    return v;
-}
-
-}  // namespace
+using hxtvel::raw_value;
 
 extern "C" {
 

@@ -1146,7 +1146,7 @@ void c_cgats::write_data(out_sink &out, std::string_view delim, unsigned long se
     }
 }
 
-uint32_t c_cgats::write_text(const char *path, HXTVEL_FileType type) {
+uint32_t c_cgats::write_text(const char *path, uint32_t type) {
     HX_TRACE_SCOPE("write_text");
     uint32_t result;
     {
@@ -1158,8 +1158,8 @@ uint32_t c_cgats::write_text(const char *path, HXTVEL_FileType type) {
     return result;
 }
 
-uint32_t c_cgats::write_text_locked(const char *path, HXTVEL_FileType type) {
-    if (static_cast<unsigned>(type) > 1) return HXTVEL_E_ARG;
+uint32_t c_cgats::write_text_locked(const char *path, uint32_t type) {
+    if (type > 1) return HXTVEL_E_ARG;
     const std::string_view delim = type == HXTVEL_FILE_COMMA ? std::string_view(",")
                                                              : c_cgats_utility::tabdelim;
     const unsigned long sets = c_cgats_utility::get_datacount(rgb_count_, cmyk_count_, lab_count_,

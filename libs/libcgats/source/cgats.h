@@ -46,7 +46,7 @@ public:
     // --- files ---------------------------------------------------------
     uint32_t read_cgats(const char *path, unsigned char kinds);
     uint32_t write_cgats(const char *path);
-    uint32_t write_text(const char *path, HXTVEL_FileType type);
+    uint32_t write_text(const char *path, uint32_t type);
 
     // --- memory (callers hold lock_) -------------------------------------
     void release_color_memory(unsigned char flag);
@@ -95,7 +95,7 @@ private:
 
     // --- writer ----------------------------------------------------------
     uint32_t write_cgats_locked(const char *path);
-    uint32_t write_text_locked(const char *path, HXTVEL_FileType type);
+    uint32_t write_text_locked(const char *path, uint32_t type);
     void get_field(std::string_view delim, uint32_t &count, std::string &format);
     void write_format(out_sink &out, std::string_view delim, uint32_t fields, unsigned long sets,
                       const std::string &format);
