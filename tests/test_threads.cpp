@@ -12,6 +12,7 @@
 
 #include "cgats_support.h"
 #include "rounds.h"
+#include "trace_capture.h"
 
 namespace {
 
@@ -123,6 +124,19 @@ INSTANTIATE_TEST_SUITE_P(Threads, OwnWork,
                                          Round{"chart_instances", chart_round},
                                          Round{"shared_functions", shared_round}),
                          [](const testing::TestParamInfo<Round> &i) { return std::string(i.param.name); });
+
+// Tracing from many threads at once: the same results, and every line of
+// the log whole (one write per line).
+TEST(TracedThreads, SameResultsAndWholeLines) {
+    const TraceCapture trace(0x12);  // entries, exits and failures, to the log file
+    const std::vector<std::string> expected = alone(shared_round);
+    EXPECT_EQ(race(shared_round, expected), 0);
+    const std::vector<std::string> lines = trace.raw_lines();
+    EXPECT_GT(lines.size(), size_t(kThreads * kRounds * 100));
+    for (const std::string &l : lines) {
+        ASSERT_TRUE(l.size() > 2 && l.front() == '[' && l.back() == ']') << l;
+    }
+}
 
 // ---------------------------------------------------------------------------
 // One instance, many threads
