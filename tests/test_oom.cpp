@@ -11,7 +11,6 @@
 #include <atomic>
 #include <cctype>
 #include <cmath>
-#include <cstddef>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -131,7 +130,7 @@ struct WedgeOut {
         std::memset(&sensor, 0x5A, sizeof sensor);
     }
     std::string all() const {
-        return std::string(reinterpret_cast<const char *>(this), offsetof(WedgeOut, refs)) +
+        return std::to_string(count) + "/" + std::to_string(size) + "/" + std::to_string(length) + records() +
                std::string(reinterpret_cast<const char *>(&sensor), sizeof sensor);
     }
     // What a refused call leaves alone: the IDs, the records and their
@@ -184,6 +183,7 @@ struct World {
 };
 
 std::string kept(World &w) { return w.kept(); }
+std::string kept_records(World &w) { return records_text(w.as<velMChartStruct>(), w.used / sizeof(velMChartStruct)); }
 
 // Everything a caller can learn from a measurement instance: its records
 // and the CGATS file it writes (sensor information included).
@@ -268,9 +268,9 @@ Op write_op(const char *name, std::function<uint32_t(World &)> call) {
             [](World &w) { EXPECT_EQ(contents(w.m->h), w.before); }};
 }
 
-// A chart query that uses only its arguments.
+// A geometry query that uses only its arguments.
 Op chart_query(const char *name, std::function<uint32_t(World &)> call) {
-    return {name, kChartMem, false, nothing, call, kept, nothing};
+    return {name, kChartMem, false, nothing, call, kept_records, nothing};
 }
 
 // A failed colour setting leaves no colours of that kind: the chart cannot
@@ -426,18 +426,19 @@ const std::vector<Op> &operations() {
              w.keep<velMChartStruct>(1);
              return HXTVEL_GetMChartData(w.c->h, w.as<velMChartStruct>(), HXTVEL_UNIT_TENTH_MM);
          },
-         kept, nothing},
+         kept_records, nothing},
         {"GetPageSize", kChartMem, false, drawn,
          [](World &w) {
              w.keep<unsigned long long>(1);
              return HXTVEL_GetPageSize(w.c->h, 0, w.as<unsigned long long>());
          },
          kept, nothing},
-        chart_query("GetPatchWCountByWidth",
-                    [](World &w) {
-                        w.keep<uint32_t>(1);
-                        return HXTVEL_GetPatchWCountByWidth(w.c->h, 2100, 60, 300, w.as<uint32_t>());
-                    }),
+        {"GetPatchWCountByWidth", kChartMem, false, nothing,
+         [](World &w) {
+             w.keep<uint32_t>(1);
+             return HXTVEL_GetPatchWCountByWidth(w.c->h, 2100, 60, 300, w.as<uint32_t>());
+         },
+         kept, nothing},
         chart_query("CalcTiffWidthInfo",
                     [](World &w) {
                         w.keep<velMChartStruct>(1);

@@ -126,11 +126,24 @@ inline std::string chart_files(const std::string &prefix, uint32_t pages) {
     return all;
 }
 
-// The page records of the last drawing, as bytes (empty when there are none).
+// Page records as text, field by field (their padding carries nothing).
+inline std::string records_text(const velMChartStruct *r, size_t n) {
+    std::string s;
+    for (size_t i = 0; i < n; ++i) {
+        for (uint32_t v : {r[i].patch_count, r[i].columns, r[i].rows, r[i].image_width, r[i].image_height,
+                           r[i].sidebar_left, r[i].grid_top, r[i].resolution, r[i].patch_width, r[i].patch_height,
+                           r[i].bar_left, r[i].bar_top, uint32_t(r[i].layout_first), uint32_t(r[i].layout_second)})
+            s += std::to_string(v) + ' ';
+        s += '\n';
+    }
+    return s;
+}
+
+// The page records of the last drawing (empty when there are none).
 inline std::string page_records(void *c, uint32_t pages) {
     std::vector<velMChartStruct> r(pages);
     if (pages == 0 || HXTVEL_GetMChartData(c, r.data(), HXTVEL_UNIT_PIXEL) != 0) return {};
-    return std::string(reinterpret_cast<const char *>(r.data()), r.size() * sizeof r[0]);
+    return records_text(r.data(), r.size());
 }
 
 // ---------------------------------------------------------------------------
