@@ -1,6 +1,6 @@
 // Exported spectral conversion and colour difference: checks and their order,
 // white and black under every illuminant and observer, hand-worked sums and
-// differences, the CIEDE2000 test data, traces, refused allocations, threads.
+// differences, the CIEDE2000 test data, traces, threads.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,7 +10,6 @@
 #include <thread>
 #include <vector>
 
-#include "alloc_failure.h"
 #include "hxtvel_colorconv.h"
 #include "trace_capture.h"
 
@@ -153,30 +152,6 @@ TEST(ConversionTrace, RefusedCallStillFreesAndUnlocks) {
     EXPECT_EQ(trace.lines(), (Lines{"Info:SpectroRefToXYZ in", "Debug:enter in", "Debug:enter out",
                                     "Info:procfree in", "Info:procfree out", "Debug:leave in",
                                     "Debug:cleave out", "Info:SpectroRefToXYZ out"}));
-}
-
-// Each allocation refused in turn: the copy of the samples, the four sample
-// arrays and the result buffer give 303 and leave the result alone; the
-// scratch arrays of the colour-matching samples are not looked at (NaN).
-TEST(ConversionMemory, EveryRefusedAllocation) {
-    const char *message[10] = {nullptr, "[dlight]", "[dcmf_x]", "[dcmf_y]", "[dcmf_z]",
-                               "[g_cimoutdata]", "(dout_y_x)", "(dout_y_y)", "(dout_y_z)", nullptr};
-    std::vector<double> v(31, 0.5);
-    for (long nth = 1; nth <= 10; ++nth) {
-        SCOPED_TRACE(nth);
-        hxtvel_test::TraceCapture trace(0x32);  // errors only
-        velCIELab lab = {-7, -7, -7};
-        hxtvel_test::RefuseNothrowAlloc refuse(nth);
-        const uint32_t rc =
-            HXTVEL_SpectroRefToLAB(3, velSPECTRO_REF{400, 700, 10, v.data()}, 0, &lab);
-        EXPECT_EQ(refuse.spent(), nth < 10);
-        EXPECT_EQ(rc, nth <= 6 ? 303u : 0u);
-        EXPECT_EQ(lab.L == -7, nth <= 6);
-        EXPECT_EQ(std::isnan(lab.L), nth >= 7 && nth <= 9);
-        const auto m = message[nth - 1];
-        EXPECT_EQ(trace.lines(),
-                  m ? Lines{std::string("Error:Couldn't allocate memory.") + m} : Lines{});
-    }
 }
 
 // ---------------------------------------------------------------------

@@ -20,19 +20,6 @@ using hxtvel_test::sample_number;
 using hxtvel_test::Spectrobin;
 using hxtvel_test::TraceCapture;
 
-// While set, the next nothrow allocation of the program is refused.
-static std::atomic<bool> g_refuse_next{false};
-static void *refusable(std::size_t n, bool array) noexcept {
-    if (g_refuse_next.exchange(false)) return nullptr;
-    try {
-        return array ? ::operator new[](n) : ::operator new(n);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void *operator new(std::size_t n, const std::nothrow_t &) noexcept { return refusable(n, false); }
-void *operator new[](std::size_t n, const std::nothrow_t &) noexcept { return refusable(n, true); }
-
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -380,21 +367,6 @@ TEST(SpectraById, LargeEmptyGridHandsOutOnlyItsPatches) {
     const Chart c = chart(s.build(), 1);
     ASSERT_EQ(c.rc, 0);
     EXPECT_EQ(c.out->values, std::vector<double>(2 * kValues, 0.0));
-}
-
-TEST(WedgeDivision, RefusedMemoryGives403AndNoIdsOrSpectra) {
-    const Bytes s = three_charts().build();
-    TraceCapture trace;
-    Outputs out;
-    out.count = 3;
-    g_refuse_next = true;
-    EXPECT_EQ(out.list(s), 403);
-    g_refuse_next = true;
-    EXPECT_EQ(out.spectra(s, 3), 403);
-    g_refuse_next = false;
-    EXPECT_EQ(std::vector<unsigned char>(out.ids, out.ids + 3), std::vector<unsigned char>(3, 0xEE));
-    EXPECT_EQ(out.values, Outputs().values);
-    EXPECT_EQ(unit_messages(trace), (Lines{kList + "Mem error!", "Debug:found data!", kById + "Mem error!"}));
 }
 
 TEST(WedgeDivision, ConcurrentCallersGetTheirOwnCharts) {
