@@ -307,38 +307,18 @@ void set_lightdata(int32_t light, velSPECTRO_REF ref, const double (*table)[kLig
 int set_cmfdata(const double (*table)[kCmfColumns], velSPECTRO_REF ref, double *x, double *y,
                 double *z) {
     HX_TRACE_SCOPE("set_cmfdata");
+    // The samples go straight into the caller's arrays: with no scratch copy
+    // there is nothing to allocate, so this cannot fail, and a conversion
+    // never goes on with colour-matching samples that were not filled.
     const uint16_t n = spectrcount_per_line(ref);
-    double *dout_y_x = new (std::nothrow) double[n]();
-    double *dout_y_y = dout_y_x ? new (std::nothrow) double[n]() : nullptr;
-    double *dout_y_z = dout_y_y ? new (std::nothrow) double[n]() : nullptr;
-    int rc = 0;
-    if (!dout_y_x) {
-        trace_st("Couldn't allocate memory.(dout_y_x)");
-        rc = -1;
-    } else if (!dout_y_y) {
-        trace_st("Couldn't allocate memory.(dout_y_y)");
-        rc = -1;
-    } else if (!dout_y_z) {
-        trace_st("Couldn't allocate memory.(dout_y_z)");
-        rc = -1;
-    } else {
-        for (uint16_t i = 0; i < n; ++i) {
-            const long row = table_row(ref.start, i);
-            if (!row_exists(row)) continue;  // rows past the table weigh nothing
-            dout_y_x[i] = table[row][1];
-            dout_y_y[i] = table[row][2];
-            dout_y_z[i] = table[row][3];
-        }
-        if (n) {
-            std::memcpy(x, dout_y_x, sizeof(double) * n);
-            std::memcpy(y, dout_y_y, sizeof(double) * n);
-            std::memcpy(z, dout_y_z, sizeof(double) * n);
-        }
+    for (uint16_t i = 0; i < n; ++i) {
+        const long row = table_row(ref.start, i);
+        const bool inside = row_exists(row);  // rows past the table weigh nothing
+        x[i] = inside ? table[row][1] : 0.0;
+        y[i] = inside ? table[row][2] : 0.0;
+        z[i] = inside ? table[row][3] : 0.0;
     }
-    internalfree(dout_y_x);
-    internalfree(dout_y_y);
-    internalfree(dout_y_z);
-    return rc;
+    return 0;
 }
 
 // =====================================================================
@@ -399,9 +379,6 @@ uint32_t spectr_trans(int32_t light, int32_t mode, uint32_t spectra, velSPECTRO_
     procinit();
     const uint16_t n = spectrcount_per_line(ref);
 
-    // The colour-matching arrays are cleared: should set_cmfdata fail to fill
-    // them (its result is not looked at), every sample weighs nothing and the
-    // result is NaN rather than a sum of indeterminate values.
     double *dlight = nullptr;
     double *dcmf_x = nullptr;
     double *dcmf_y = nullptr;
@@ -409,11 +386,11 @@ uint32_t spectr_trans(int32_t light, int32_t mode, uint32_t spectra, velSPECTRO_
     uint32_t rc = HXTVEL_E_CONV_MEMORY;
     if (!(dlight = new (std::nothrow) double[n])) {
         trace_st("Couldn't allocate memory.[dlight]");
-    } else if (!(dcmf_x = new (std::nothrow) double[n]())) {
+    } else if (!(dcmf_x = new (std::nothrow) double[n])) {
         trace_st("Couldn't allocate memory.[dcmf_x]");
-    } else if (!(dcmf_y = new (std::nothrow) double[n]())) {
+    } else if (!(dcmf_y = new (std::nothrow) double[n])) {
         trace_st("Couldn't allocate memory.[dcmf_y]");
-    } else if (!(dcmf_z = new (std::nothrow) double[n]())) {
+    } else if (!(dcmf_z = new (std::nothrow) double[n])) {
         trace_st("Couldn't allocate memory.[dcmf_z]");
     } else if (!(g_cimoutdata = new (std::nothrow) double[3 * static_cast<size_t>(spectra)])) {
         trace_st("Couldn't allocate memory.[g_cimoutdata]");

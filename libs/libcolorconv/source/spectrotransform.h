@@ -69,8 +69,8 @@ void procfree();
 // Sets the n outputs to -1.0, then copies column `light` of each sample's row.
 void set_lightdata(int32_t light, velSPECTRO_REF ref, const double (*table)[kLightColumns],
                    double *out);
-// Copies columns 1, 2, 3 of each sample's row into x, y, z through three
-// cleared scratch arrays; -1 (outputs untouched) when one cannot be allocated.
+// Copies columns 1, 2, 3 of each sample's row into x, y, z (0 for rows past
+// the table). Allocates nothing and always returns 0.
 int set_cmfdata(const double (*table)[kCmfColumns], velSPECTRO_REF ref, double *x, double *y,
                 double *z);
 
