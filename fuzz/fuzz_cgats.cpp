@@ -32,7 +32,9 @@ counts get_all(void *m) {
     if (c.lab) FUZZ_CHECK(HXTVEL_GetLAB(m, lab.data(), &c.lab) == 0);
     if (c.xyz) FUZZ_CHECK(HXTVEL_GetXYZ(m, xyz.data(), &c.xyz) == 0);
     if (c.spectra) {
-        std::vector<double> values(size_t(c.spectra) * c.values);
+        // Spectra read from one spectral column hold no values, but every
+        // record still needs a place for them: a null one is refused.
+        std::vector<double> values(size_t(c.spectra) * c.values + 1);
         std::vector<velSPECTRO_REF> refs(c.spectra);
         for (uint32_t i = 0; i < c.spectra; ++i) refs[i].data = values.data() + size_t(i) * c.values;
         FUZZ_CHECK(HXTVEL_GetSpectroRef(m, refs.data(), &c.spectra, &c.values) == 0);

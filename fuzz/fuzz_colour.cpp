@@ -6,6 +6,7 @@
 // record is written only on success.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -45,10 +46,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     ref.start = in.ConsumeBool() ? uint16_t(380 + 10 * in.ConsumeIntegralInRange<int>(0, 40)) : in.ConsumeIntegral<uint16_t>();
     ref.end = in.ConsumeBool() ? uint16_t(380 + 10 * in.ConsumeIntegralInRange<int>(0, 40)) : in.ConsumeIntegral<uint16_t>();
     ref.pitch = in.ConsumeBool() ? uint16_t(10 * in.ConsumeIntegralInRange<int>(0, 4)) : in.ConsumeIntegral<uint16_t>();
-    // As many values as the description declares (the caller's duty).
+    // As many values as the description declares (the caller's duty), but
+    // no more than the 401 that 380 to 780 nm in 1 nm steps can have: a
+    // longer description must be refused before its values are read, and
+    // if it were not, reading past this shorter buffer is caught.
     const int n = ref.pitch ? uint16_t((int(ref.end) - int(ref.start)) / int(ref.pitch) + 1) : 0;
-    std::vector<double> values(size_t(n) + 1);
-    for (int i = 0; i < n && in.remaining_bytes(); ++i) values[i] = any_double(in);
+    std::vector<double> values(size_t(std::min(n, 401)) + 1);
+    for (int i = 0; i < std::min(n, 401) && in.remaining_bytes(); ++i) values[i] = any_double(in);
     ref.data = in.ConsumeBool() || n == 0 ? values.data() : nullptr;
     const int32_t light = in.ConsumeIntegralInRange<int32_t>(-1, 5);
     const uint32_t observer = in.ConsumeIntegralInRange<uint32_t>(0, 2);
@@ -61,6 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::memset(&xyz, 0xEE, sizeof xyz);
     const uint32_t rx = HXTVEL_SpectroRefToXYZ(light, ref, observer, &xyz);
     FUZZ_CHECK(rx == 0 || rx == 302 || rx == 303 || rx == 304);
+    FUZZ_CHECK(rx != 0 || n <= 401);
     if (rx == 0 && n > 0 && all_moderate(std::vector<double>(values.begin(), values.begin() + n))) {
         FUZZ_CHECK(std::isfinite(xyz.X) && std::isfinite(xyz.Y) && std::isfinite(xyz.Z));
         // Lab is relative to the white of the same samples; where the
