@@ -129,6 +129,8 @@ INSTANTIATE_TEST_SUITE_P(
         File{"column_past_end",  // a layout spread over two format lines
              join({"BEGIN_DATA_FORMAT", "A B C LAB_L", "LAB_A LAB_B Q", "END_DATA_FORMAT",
                    "NUMBER_OF_SETS 1", "BEGIN_DATA", "1 2 3", "END_DATA"}), 4, 102},
+        File{"one_spectral_column", lab_with(2, "ID X Y SPECTRAL_700"), 16, 0,
+             "spectral 700 700 0:\nspectral 700 700 0:\n"},  // no pitch, so no values
         File{"uneven_wavelengths", lab_with(2, "ID SPECTRAL_400 SPECTRAL_400 SPECTRAL_410"), 16, 102},
         File{"empty_file", "", 31, 102},
         File{"no_break_in_2048_bytes", "CGATS.17" + std::string(2100, ' ') + "\n" + join(kLab), 4, 102},

@@ -45,10 +45,12 @@ inline std::string contents(void *h) {
     uint32_t n = 0;
     uint16_t values = 0;
     HXTVEL_GetSpectroRef(h, nullptr, &n, &values);
-    std::vector<double> buf(size_t(n) * values);
+    // One spare value: records of spectra without values still need a
+    // non-null place for them.
+    std::vector<double> buf(size_t(n) * values + 1);
     std::vector<velSPECTRO_REF> sp(n);
     for (uint32_t i = 0; i < n; ++i) sp[i].data = buf.data() + size_t(i) * values;
-    HXTVEL_GetSpectroRef(h, sp.data(), &n, &values);
+    if (n && HXTVEL_GetSpectroRef(h, sp.data(), &n, &values) != 0) s << "spectra refused\n";
     for (const velSPECTRO_REF &r : sp) {
         s << "spectral " << r.start << ' ' << r.end << ' ' << r.pitch << ':';
         for (uint16_t k = 0; k < values; ++k) s << ' ' << r.data[k];
