@@ -131,6 +131,8 @@ INSTANTIATE_TEST_SUITE_P(
                    "NUMBER_OF_SETS 1", "BEGIN_DATA", "1 2 3", "END_DATA"}), 4, 102},
         File{"one_spectral_column", lab_with(2, "ID X Y SPECTRAL_700"), 16, 0,
              "spectral 700 700 0:\nspectral 700 700 0:\n"},  // no pitch, so no values
+        File{"step_sum_wraps", lab_with(2, "ID SPECTRAL_400 SPECTRAL_410 SPECTRAL_65535"), 16, 0,
+             "spectral 400 65535 65405: 50\nspectral 400 65535 65405: 60\n"},  // 16-bit sum: one value
         File{"uneven_wavelengths", lab_with(2, "ID SPECTRAL_400 SPECTRAL_400 SPECTRAL_410"), 16, 102},
         File{"empty_file", "", 31, 102},
         File{"no_break_in_2048_bytes", "CGATS.17" + std::string(2100, ' ') + "\n" + join(kLab), 4, 102},

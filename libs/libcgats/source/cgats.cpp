@@ -3,6 +3,7 @@
 #include "cgats.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -416,15 +417,21 @@ public:
 private:
     static constexpr size_t kProbe = 2048;
     static constexpr size_t kBlock = 256 * 1024;
+    static constexpr size_t kSmallest = 4096;
     static constexpr size_t kUnknown = static_cast<size_t>(-1);
 
     // Reads more bytes behind the unconsumed ones; false at the end of the
     // file. A read error ends the file where it happened.
     bool fill() {
         if (eof_) return false;
-        if (!buf_) {
-            buf_.reset(new char[kBlock]);
+        if (!buf_) {  // a small file gets a buffer of its own size
+            struct stat st;
             cap_ = kBlock;
+            if (fd_ >= 0 && ::fstat(fd_, &st) == 0 && S_ISREG(st.st_mode) && st.st_size >= 0 &&
+                static_cast<unsigned long long>(st.st_size) < kBlock) {
+                cap_ = std::max(static_cast<size_t>(st.st_size) + 1, kSmallest);
+            }
+            buf_.reset(new char[cap_]);
         } else if (begin_ > 0) {
             std::memmove(buf_.get(), buf_.get() + begin_, end_ - begin_);
             end_ -= begin_;
@@ -901,7 +908,7 @@ public:
         if (text.empty()) return;
         if (text.size() > static_cast<size_t>(end_ - pos_)) {
             flush();
-            if (text.size() > kSize) {
+            if (text.size() > static_cast<size_t>(end_ - pos_)) {
                 write_all(text.data(), text.size());
                 return;
             }
@@ -931,6 +938,9 @@ public:
     }
 
 private:
+    // The buffer starts small, so that small files cost little, and doubles
+    // on each flush up to its full size.
+    static constexpr size_t kFirst = 16 * 1024;
     static constexpr size_t kSize = 256 * 1024;
 
     void room(size_t n) {
@@ -938,13 +948,21 @@ private:
     }
     void flush() {
         if (!buf_) {  // the buffer is made on first use
-            buf_.reset(new char[kSize]);
+            buf_.reset(new char[kFirst]);
             pos_ = buf_.get();
-            end_ = pos_ + kSize;
+            end_ = pos_ + kFirst;
             return;
         }
         write_all(buf_.get(), static_cast<size_t>(pos_ - buf_.get()));
+        size_t cap = static_cast<size_t>(end_ - buf_.get());
+        if (cap < kSize) {  // without memory for a larger one, the old one serves
+            if (char *bigger = new (std::nothrow) char[cap * 2]) {
+                buf_.reset(bigger);
+                cap *= 2;
+            }
+        }
         pos_ = buf_.get();
+        end_ = pos_ + cap;
     }
     void write_all(const char *p, size_t n) {
         while (n > 0) {
