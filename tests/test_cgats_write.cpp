@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
-#include <locale>
 #include <random>
 #include <regex>
 
 #include "cgats_support.h"
-#include "locale_support.h"
 #include "trace_capture.h"
 
 namespace {
@@ -172,31 +170,6 @@ TEST(Writer, TracedWriteTextsAndBytes) {
         EXPECT_EQ(std::count(t.begin(), t.end(), name), 1) << name;
     }
     EXPECT_EQ(std::count(t.begin(), t.end(), "Info:double_to_string out"), 6);
-}
-
-// A comma decimal separator in the host's C and C++ locales changes no byte.
-TEST(Writer, HostLocaleChangesNothing) {
-    TempDir dir;
-    Instance m;
-    HXTVEL_SetLAB(m.h, kLab, 2);
-    ASSERT_EQ(HXTVEL_WriteCGATS(m.h, dir.file("c.txt").c_str()), 0u);
-    struct comma : std::numpunct<char> {
-        char do_decimal_point() const override { return ','; }
-        char do_thousands_sep() const override { return '.'; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new comma));
-    const bool c_locale = hxtvel_test::set_comma_numeric_locale();
-    const uint32_t rc = HXTVEL_WriteCGATS(m.h, dir.file("de.txt").c_str());
-    Instance back;
-    const uint32_t read_rc = HXTVEL_ReadCGATS(back.h, dir.file("c.txt").c_str(), 4);
-    std::locale::global(before);
-    std::setlocale(LC_NUMERIC, "C");
-    EXPECT_EQ(rc, 0u);
-    EXPECT_EQ(read_rc, 0u);
-    EXPECT_EQ(written_lines(dir.file("c.txt")), written_lines(dir.file("de.txt")));
-    EXPECT_EQ(contents(back.h), "lab 50 -3.5 12\nlab 60.119999999999997 0 -0\n");
-    if (!c_locale) GTEST_SKIP() << "no comma-decimal C locale could be made";
 }
 
 }  // namespace
