@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <thread>
 #include <vector>
 
 #include "cgats_support.h"
@@ -278,23 +277,6 @@ TEST(StoreTrace, OperationsHoldTheInstanceLock) {
     EXPECT_EQ(capture.lines(),
               (std::vector<std::string>{"Info:set_rgb in", "Debug:enter in", "Debug:enter out",
                                         "Debug:leave in", "Debug:cleave out", "Info:set_rgb out"}));
-}
-
-TEST(StoreThreads, ConcurrentAppendsToOneInstanceAllLand) {
-    Instance m;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 200; ++i) {
-                velRGB rgb{double(t), double(i % 256), 0};
-                ASSERT_EQ(HXTVEL_SetRGB(m.h, &rgb, 1), 0u);
-            }
-        });
-    }
-    for (auto &t : threads) t.join();
-    uint32_t n = 0;
-    EXPECT_EQ(HXTVEL_GetRGB(m.h, nullptr, &n), 0u);
-    EXPECT_EQ(n, 800u);
 }
 
 }  // namespace

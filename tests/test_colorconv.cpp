@@ -1,13 +1,12 @@
 // Exported spectral conversion and colour difference: checks and their order,
 // white and black under every illuminant and observer, hand-worked sums and
-// differences, the CIEDE2000 test data, traces, threads.
+// differences, the CIEDE2000 test data, traces.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "hxtvel_colorconv.h"
@@ -282,31 +281,5 @@ TEST(DeltaE, LockHeldAroundTheFormula) {
 }
 
 // The process-wide result buffer of the conversion is shared by all callers.
-TEST(ColourConvThreads, ConcurrentCallersGetTheirOwnResults) {
-    std::vector<std::vector<double>> spectra(4, std::vector<double>(31));
-    std::vector<velCIELab> want(4);
-    auto to_lab = [&](int t, velCIELab *lab) {
-        return HXTVEL_SpectroRefToLAB(1 + t % 3, {400, 700, 10, spectra[t].data()}, t % 2, lab);
-    };
-    for (int t = 0; t < 4; ++t) {
-        for (int i = 0; i < 31; ++i) spectra[t][i] = 0.1 + 0.2 * t + 0.01 * i;
-        ASSERT_EQ(to_lab(t, &want[t]), 0u);
-    }
-    std::vector<int> wrong(4, 0);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&, t] {
-            for (int r = 0; r < 300; ++r) {
-                velCIELab lab;
-                double de = -1;
-                to_lab(t, &lab);
-                HXTVEL_DeltaE(2, lab, want[t], &de);
-                wrong[t] += !same(lab, want[t]) || de != 0.0;
-            }
-        });
-    }
-    for (auto &th : threads) th.join();
-    EXPECT_EQ(wrong, std::vector<int>(4, 0));
-}
 
 }  // namespace
