@@ -22,16 +22,4 @@ c_lock::~c_lock() {
     HX_TRACE(HX_LV_DEBUG, "~c_lock out");
 }
 
-void c_lock::enter() {
-    HX_TRACE(HX_LV_DEBUG, "enter in");
-    pthread_mutex_lock(&mutex_);
-    HX_TRACE(HX_LV_DEBUG, "enter out");
-}
-
-void c_lock::leave() {
-    HX_TRACE(HX_LV_DEBUG, "leave in");
-    pthread_mutex_unlock(&mutex_);
-    HX_TRACE(HX_LV_DEBUG, "cleave out");
-}
-
 }  // namespace hxtvel

@@ -6,6 +6,8 @@
 
 #include <pthread.h>
 
+#include "tracelog.h"
+
 namespace hxtvel {
 
 class i_lock {
@@ -22,8 +24,17 @@ class c_lock final : public i_lock {
 public:
     c_lock();
     ~c_lock();
-    void enter() override;
-    void leave() override;
+    // Inline so that a guard over a c_lock costs no calls beyond the mutex's.
+    void enter() override {
+        HX_TRACE(HX_LV_DEBUG, "enter in");
+        pthread_mutex_lock(&mutex_);
+        HX_TRACE(HX_LV_DEBUG, "enter out");
+    }
+    void leave() override {
+        HX_TRACE(HX_LV_DEBUG, "leave in");
+        pthread_mutex_unlock(&mutex_);
+        HX_TRACE(HX_LV_DEBUG, "cleave out");
+    }
     c_lock(const c_lock &) = delete;
     c_lock &operator=(const c_lock &) = delete;
 
@@ -31,16 +42,17 @@ private:
     pthread_mutex_t mutex_;
 };
 
-// Holds an i_lock for one scope.
+// Holds a lock for one scope; over a c_lock the calls are direct.
+template <typename Lock>
 class lock_guard {
 public:
-    explicit lock_guard(i_lock &lock) : lock_(lock) { lock_.enter(); }
+    explicit lock_guard(Lock &lock) : lock_(lock) { lock_.enter(); }
     ~lock_guard() { lock_.leave(); }
     lock_guard(const lock_guard &) = delete;
     lock_guard &operator=(const lock_guard &) = delete;
 
 private:
-    i_lock &lock_;
+    Lock &lock_;
 };
 
 }  // namespace hxtvel
