@@ -51,8 +51,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     // longer description must be refused before its values are read, and
     // if it were not, reading past this shorter buffer is caught.
     const int n = ref.pitch ? uint16_t((int(ref.end) - int(ref.start)) / int(ref.pitch) + 1) : 0;
-    std::vector<double> values(size_t(std::min(n, 401)) + 1);
-    for (int i = 0; i < std::min(n, 401) && in.remaining_bytes(); ++i) values[i] = any_double(in);
+    const int given = std::min(n, 401);
+    std::vector<double> values(size_t(given) + 1);
+    for (int i = 0; i < given && in.remaining_bytes(); ++i) values[i] = any_double(in);
     ref.data = in.ConsumeBool() || n == 0 ? values.data() : nullptr;
     const int32_t light = in.ConsumeIntegralInRange<int32_t>(-1, 5);
     const uint32_t observer = in.ConsumeIntegralInRange<uint32_t>(0, 2);

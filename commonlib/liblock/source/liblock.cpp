@@ -2,8 +2,6 @@
 // are not reported: a lock that cannot be created is the host's fatal state.
 #include "liblock.h"
 
-#include "tracelog.h"
-
 namespace hxtvel {
 
 c_lock::c_lock() {
