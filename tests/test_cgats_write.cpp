@@ -1,5 +1,5 @@
-// CGATS writer and delimited-text export: exact bytes, result codes, failed
-// writes, round trips through the reader, traces, host locale.
+// CGATS writer and delimited-text export: exact bytes, result codes, round
+// trips through the reader, traces.
 #include <gtest/gtest.h>
 
 #include <ctime>
@@ -103,14 +103,11 @@ TEST(Writer, ResultCodesLeaveInstanceAndDiskAlone) {
     EXPECT_FALSE(file_exists(path));
     HXTVEL_SetRGB(m.h, rgb, 1);
     const std::string before = contents(m.h);
-    for (auto *write : {+[](void *h, const char *p) { return HXTVEL_WriteCGATS(h, p); },
-                        +[](void *h, const char *p) { return HXTVEL_WriteText(h, p, HXTVEL_FILE_COMMA); }}) {
-        EXPECT_EQ(write(m.h, "/dev/full"), 101u);
-        EXPECT_EQ(write(m.h, (dir.path() + "/no/such/dir/o.txt").c_str()), 104u);
-        EXPECT_EQ(write(m.h, dir.path().c_str()), 104u);
-        EXPECT_EQ(write(m.h, nullptr), 104u);
-        EXPECT_EQ(write(nullptr, path.c_str()), 107u);
-    }
+    // (Full disks and unopenable paths: test_write_failures.)
+    EXPECT_EQ(HXTVEL_WriteCGATS(m.h, nullptr), 104u);
+    EXPECT_EQ(HXTVEL_WriteText(m.h, nullptr, HXTVEL_FILE_COMMA), 104u);
+    EXPECT_EQ(HXTVEL_WriteCGATS(nullptr, path.c_str()), 107u);
+    EXPECT_EQ(HXTVEL_WriteText(nullptr, path.c_str(), HXTVEL_FILE_COMMA), 107u);
     EXPECT_EQ(HXTVEL_WriteText(m.h, path.c_str(), static_cast<HXTVEL_FileType>(2)), 107u);
     EXPECT_EQ(HXTVEL_WriteText(m.h, path.c_str(), static_cast<HXTVEL_FileType>(-1)), 107u);
     EXPECT_FALSE(file_exists(path));

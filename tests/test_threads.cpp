@@ -138,12 +138,9 @@ TEST(TracedThreads, SameResultsAndWholeLines) {
     }
 }
 
-// ---------------------------------------------------------------------------
-// One instance, many threads
-// ---------------------------------------------------------------------------
-
-// Appends from many threads arrive whole and in each thread's order; every
-// file written meanwhile is one consistent state.
+// One instance, many threads (the chart instance holds its lock alike):
+// appends arrive whole and in each thread's order; every file written
+// meanwhile is one consistent state.
 TEST(SharedMeasurementInstance, AppendsAreWholeAndWritesConsistent) {
     TempDir dir;
     Instance m;
@@ -183,34 +180,6 @@ TEST(SharedMeasurementInstance, AppendsAreWholeAndWritesConsistent) {
             EXPECT_EQ(all[i + k].b, k) << "a group was split";
         }
     }
-}
-
-// Drawings of one chart from many threads, to memory and to files, are
-// each the whole chart.
-TEST(SharedChartInstance, EveryDrawingIsWhole) {
-    TempDir dir;
-    Chart c;
-    ASSERT_EQ(prepare_chart(c.h, true), 0u);
-    const std::vector<unsigned char> image = chart_in_memory(c.h);
-    uint32_t pages = 0;
-    ASSERT_EQ(HXTVEL_CreateTiff(c.h, dir.file("ref").c_str(), &pages, HXTVEL_POSBAR_ON), 0u);
-    const std::string files = chart_files(dir.file("ref"), pages);
-    ASSERT_FALSE(image.empty());
-    std::vector<std::string> expected(kThreads);
-    for (int t = 0; t < kThreads; ++t) expected[size_t(t)] = t % 2 ? files : std::string(image.begin(), image.end());
-    EXPECT_EQ(race(
-                  [&](int t) {
-                      if (t % 2 == 0) {
-                          const std::vector<unsigned char> mine = chart_in_memory(c.h);
-                          return std::string(mine.begin(), mine.end());
-                      }
-                      const std::string prefix = dir.file("t" + std::to_string(t) + "_");
-                      uint32_t n = 0;
-                      HXTVEL_CreateTiff(c.h, prefix.c_str(), &n, HXTVEL_POSBAR_ON);
-                      return chart_files(prefix, n);
-                  },
-                  expected),
-              0);
 }
 
 }  // namespace
