@@ -34,43 +34,17 @@ struct ChartBlock {
     std::optional<uint64_t> data_bytes_;        // bytes of patch data written
     std::optional<std::vector<uint8_t>> data_;  // patch data given, not generated
 
-    ChartBlock &id(uint8_t v) {
-        id_ = v;
-        return *this;
-    }
-    ChartBlock &grid(uint16_t c, uint16_t r) {
-        columns_ = c;
-        rows_ = r;
-        return *this;
-    }
-    ChartBlock &patch_count(uint32_t v) {
-        patch_count_ = v;
-        return *this;
-    }
-    ChartBlock &bytes_per_patch(uint16_t v) {
-        bytes_per_patch_ = v;
-        return *this;
-    }
-    ChartBlock &data_dir(uint8_t v) {
-        data_dir_ = v;
-        return *this;
-    }
+    ChartBlock &id(uint8_t v) { return id_ = v, *this; }
+    ChartBlock &grid(uint16_t c, uint16_t r) { return columns_ = c, rows_ = r, *this; }
+    ChartBlock &patch_count(uint32_t v) { return patch_count_ = v, *this; }
+    ChartBlock &bytes_per_patch(uint16_t v) { return bytes_per_patch_ = v, *this; }
+    ChartBlock &data_dir(uint8_t v) { return data_dir_ = v, *this; }
     ChartBlock &conditions(uint8_t illumination, uint8_t observer, uint8_t filter) {
-        illumination_ = illumination, observer_ = observer, filter_ = filter;
-        return *this;
+        return illumination_ = illumination, observer_ = observer, filter_ = filter, *this;
     }
-    ChartBlock &wedge_len(uint32_t v) {
-        wedge_len_ = v;
-        return *this;
-    }
-    ChartBlock &data_bytes(uint64_t v) {
-        data_bytes_ = v;
-        return *this;
-    }
-    ChartBlock &data(std::vector<uint8_t> v) {
-        data_ = std::move(v);
-        return *this;
-    }
+    ChartBlock &wedge_len(uint32_t v) { return wedge_len_ = v, *this; }
+    ChartBlock &data_bytes(uint64_t v) { return data_bytes_ = v, *this; }
+    ChartBlock &data(std::vector<uint8_t> v) { return data_ = std::move(v), *this; }
 
     uint64_t cells() const { return uint64_t{columns_} * rows_; }
     uint32_t wedge_len() const {
@@ -83,8 +57,7 @@ struct ChartBlock {
         put_be(out, patch_count_.value_or(static_cast<uint32_t>(cells())), 4);
         put_be(out, columns_, 2);
         put_be(out, rows_, 2);
-        for (uint8_t b : {uint8_t{0}, illumination_, observer_, uint8_t{0}, filter_, data_dir_})
-            out.push_back(b);
+        for (uint8_t b : {uint8_t{0}, illumination_, observer_, uint8_t{0}, filter_, data_dir_}) out.push_back(b);
         put_be(out, bytes_per_patch_, 2);
         const uint64_t bytes = data_bytes_.value_or(data_ ? data_->size() : cells() * bytes_per_patch_);
         const size_t start = out.size();
@@ -103,27 +76,14 @@ struct Spectrobin {
     std::string sensor_name_ = "HX-Spectro 3";  // NUL-padded to 32 bytes
     std::vector<ChartBlock> blocks_;
 
-    Spectrobin &sensor_id(uint8_t v) {
-        sensor_id_ = v;
-        return *this;
-    }
-    Spectrobin &block_count(uint8_t v) {
-        block_count_ = v;
-        return *this;
-    }
-    Spectrobin &backing(uint8_t v) {
-        backing_ = v;
-        return *this;
-    }
-    Spectrobin &add(const ChartBlock &b) {
-        blocks_.push_back(b);
-        return *this;
-    }
+    Spectrobin &sensor_id(uint8_t v) { return sensor_id_ = v, *this; }
+    Spectrobin &block_count(uint8_t v) { return block_count_ = v, *this; }
+    Spectrobin &backing(uint8_t v) { return backing_ = v, *this; }
+    Spectrobin &add(const ChartBlock &b) { return blocks_.push_back(b), *this; }
     ChartBlock &block(size_t i) { return blocks_.at(i); }
 
     std::vector<unsigned char> build() const {
-        std::vector<unsigned char> out = {sensor_id_,
-                                          block_count_.value_or(static_cast<uint8_t>(blocks_.size()))};
+        std::vector<unsigned char> out = {sensor_id_, block_count_.value_or(static_cast<uint8_t>(blocks_.size()))};
         std::string name = sensor_name_;
         name.resize(32, '\0');
         out.insert(out.end(), name.begin(), name.end());
