@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <functional>
 #include <thread>
 
@@ -180,6 +181,75 @@ TEST(SharedMeasurementInstance, AppendsAreWholeAndWritesConsistent) {
             EXPECT_EQ(all[i + k].b, k) << "a group was split";
         }
     }
+}
+
+// A getter racing a setter on one instance copies a state that existed:
+// every record it hands out is one that was appended, in order, and the rest
+// of the buffer is untouched. (A getter that read the stored array before
+// taking the lock copied freed memory here.)
+template <typename T>
+void getter_races_setter(uint32_t (*set)(void *, const T *, uint32_t), uint32_t (*get)(void *, T *, uint32_t *)) {
+    constexpr int kAppends = 400, kGroup = 16;
+    Instance m;
+    std::vector<T> sent(size_t(kAppends) * kGroup);
+    for (size_t i = 0; i < sent.size(); ++i) {
+        double *v = reinterpret_cast<double *>(&sent[i]);
+        for (size_t k = 0; k < sizeof(T) / sizeof(double); ++k) v[k] = double((i + k) % 90);
+    }
+    std::atomic<bool> done{false};
+    std::thread setter([&] {
+        for (int r = 0; r < kAppends; ++r) set(m.h, sent.data() + size_t(r) * kGroup, kGroup);
+        done = true;
+    });
+    std::vector<T> got(sent.size());
+    int wrong = 0;
+    while (!done) {
+        std::fill(got.begin(), got.end(), T{});
+        uint32_t n = 0;
+        ASSERT_EQ(get(m.h, got.data(), &n), 0u);
+        size_t filled = 0;
+        while (filled < got.size() && std::memcmp(&got[filled], &sent[filled], sizeof(T)) == 0) ++filled;
+        const T zero{};
+        wrong += filled % kGroup != 0 || std::any_of(got.begin() + long(filled), got.end(), [&](const T &r) {
+                     return std::memcmp(&r, &zero, sizeof r) != 0;
+                 });
+    }
+    setter.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(SharedMeasurementInstance, GettersRaceSetters) {
+    getter_races_setter<velCIELab>(HXTVEL_SetLAB, HXTVEL_GetLAB);
+    getter_races_setter<velCIEXYZ>(HXTVEL_SetXYZ, HXTVEL_GetXYZ);
+    getter_races_setter<velRGB>(HXTVEL_SetRGB, HXTVEL_GetRGB);
+    getter_races_setter<velCMYK>(HXTVEL_SetCMYK, HXTVEL_GetCMYK);
+}
+
+// A chart whose setting changes while another thread draws it: each drawing
+// sees one setting whole, so it succeeds or (its size query belonged to the
+// other setting) refuses the buffer; a page it draws is a TIFF.
+TEST(SharedChartInstance, SettingChangesWhileDrawing) {
+    Chart c;
+    ASSERT_EQ(prepare_chart(c.h), 0u);
+    velPAreaStruct other = small_setting();
+    other.resolution = 150;
+    std::atomic<bool> done{false};
+    std::thread changer([&] {
+        for (int r = 0; !done; ++r) HXTVEL_SetMChartSetting(c.h, r % 2 ? small_setting() : other);
+    });
+    int wrong = 0;
+    for (int r = 0; r < 100; ++r) {
+        unsigned long long size = 0;
+        uint32_t pages = 0;
+        if (HXTVEL_CreateTiff_M(c.h, nullptr, &size, &pages, HXTVEL_POSBAR_ON) != 0) continue;
+        std::vector<unsigned char> image(size);
+        const uint32_t rc = HXTVEL_CreateTiff_M(c.h, image.data(), &size, &pages, HXTVEL_POSBAR_ON);
+        wrong += rc != 0 && rc != 206;
+        wrong += rc == 0 && (image.size() < 8 || image[2] != 42);
+    }
+    done = true;
+    changer.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 }  // namespace

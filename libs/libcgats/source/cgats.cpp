@@ -120,7 +120,7 @@ uint32_t c_cgats::set_colour(T *&stored, uint32_t &stored_count, unsigned char, 
 }
 
 template <typename T>
-uint32_t c_cgats::get_colour(const T *stored, uint32_t stored_count, T *data, uint32_t *count) {
+uint32_t c_cgats::get_colour(T *const &stored, const uint32_t &stored_count, T *data, uint32_t *count) {
     lock_guard guard(lock_);
     if (data) {
         if (stored_count) std::memcpy(data, stored, sizeof(T) * stored_count);

@@ -106,7 +106,9 @@ private:
     uint32_t set_colour(T *&stored, uint32_t &stored_count, unsigned char flag, const T *data,
                         uint32_t count);
     template <typename T>
-    uint32_t get_colour(const T *stored, uint32_t stored_count, T *data, uint32_t *count);
+    // stored and stored_count are the members themselves, read only once the
+    // lock is held: a setter on another thread may replace them until then.
+    uint32_t get_colour(T *const &stored, const uint32_t &stored_count, T *data, uint32_t *count);
     void free_reader_arrays();
 
     velCIELab *lab_data_;
