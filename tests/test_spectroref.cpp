@@ -72,8 +72,9 @@ Spectrobin three_charts() {
         .add(ChartBlock().id(9).grid(1, 2).patch_count(1).data_dir(1));
     return s;
 }
-// No chart; both functions still read the first block's fields.
-Spectrobin empty_stream() { return Spectrobin().block_count(0).add(ChartBlock().grid(0, 0)); }
+// No chart: the 37-byte header alone (built in a block of exactly that size,
+// so a read of a first block that is not there is caught).
+Spectrobin empty_stream() { return Spectrobin().block_count(0); }
 
 TEST(ChartIdList, ListsIdsInStreamOrder) {
     Spectrobin s = three_charts();
@@ -81,11 +82,14 @@ TEST(ChartIdList, ListsIdsInStreamOrder) {
     // Every block is measured with the first block's bytes per patch.
     s.block(1).bytes_per_patch(64).wedge_len(3 * 62 + 16).data_bytes(3 * 62);
     EXPECT_EQ(list_ids(s.build()), (Bytes{7, 3, 9}));
+    const Bytes built = empty_stream().build(), empty(built.begin(), built.end());  // exactly 37 bytes
     Outputs out;
-    EXPECT_EQ(HXTVEL_GetMChartIDList(empty_stream().build().data(), nullptr, &out.count), 0);
+    EXPECT_EQ(HXTVEL_GetMChartIDList(empty.data(), nullptr, &out.count), 0);
     EXPECT_EQ(out.count, 0u);
-    EXPECT_EQ(out.list(empty_stream().build()), 0);
+    EXPECT_EQ(out.list(empty), 0);
     EXPECT_TRUE(out.untouched());
+    uint32_t size = 0, length = 0;
+    EXPECT_EQ(HXTVEL_GetSpectrorefByMChartID(empty.data(), 1, nullptr, &size, &length, nullptr), HXTVEL_E_WEDGE_DATA);
 }
 
 // Header faults in the order in which they are checked; faults_from(i)
@@ -267,43 +271,80 @@ INSTANTIATE_TEST_SUITE_P(Layouts, ChartOrder, testing::ValuesIn(layouts()));
 // check_spectrobin
 // ---------------------------------------------------------------------------
 
+hxtvel_stream_check check(const Bytes &b, size_t n) { return hxtvel_check_spectrobin(b.data(), n); }
+
 TEST(StreamCheck, RejectsEveryTruncationAndNamesTheFieldCut) {
     Spectrobin s = three_charts();
     s.add(ChartBlock().id(1).grid(2, 1).data_dir(1));
     const Bytes full = s.build();
     const std::vector<uint64_t> at = s.block_offsets();
     for (size_t n = 0; n < full.size(); ++n) {
-        const hxtvel::spectrobin_check c = hxtvel::check_spectrobin(full.data(), n);
+        const hxtvel_stream_check c = check(full, n);
         const auto block = std::upper_bound(at.begin(), at.end(), n) - at.begin() - 1;
-        ASSERT_FALSE(c.ok) << n;
+        ASSERT_EQ(c.verdict, HXTVEL_STREAM_TRUNCATED) << n;
         EXPECT_TRUE(c.size == n && c.field_begin <= n && c.field_end > n && c.block == block) << n;
         EXPECT_STREQ(c.field, block < 0 ? "stream header" : n < at[block] + 21 ? "header" : "patch data") << n;
     }
-    auto text = [&](size_t n) { return hxtvel::describe(hxtvel::check_spectrobin(full.data(), n)); };
+    auto text = [&](size_t n) { return hxtvel::describe(check(full, n)); };
     EXPECT_EQ(text(10), "truncated at byte 10: stream header needs bytes 0 to 36");
     EXPECT_EQ(text(600), "truncated at byte 600: block 2 patch data needs bytes 534 to 657");
     EXPECT_EQ(text(full.size()), "ok (" + std::to_string(full.size()) + " bytes)");
-    EXPECT_FALSE(hxtvel::check_spectrobin(nullptr, 100).ok);
+    EXPECT_EQ(hxtvel_check_spectrobin(nullptr, 100).verdict, HXTVEL_STREAM_TRUNCATED);
 }
 
-// What the functions read decides what must be there, no more.
-TEST(StreamCheck, AcceptsExactlyWhatIsRead) {
-    auto ok = [](Spectrobin s, size_t size) {
-        Bytes b = s.build();
-        b.resize(size, 0xFF);
-        return hxtvel::check_spectrobin(b.data(), b.size()).ok;
-    };
-    EXPECT_TRUE(ok(empty_stream(), 37 + 21));  // no chart, but the first block's fields
-    EXPECT_FALSE(ok(empty_stream(), 37));
-    EXPECT_TRUE(ok(three_charts(), 658 + 9));  // trailing bytes
-    EXPECT_FALSE(ok(three_charts().block_count(4), 658));
-    // Nothing after a block whose length disagrees is read; its header is.
-    Spectrobin s = three_charts();
-    s.block(1).wedge_len(1000);
-    EXPECT_TRUE(ok(s, 306 + 21));
-    EXPECT_FALSE(ok(s, 306 + 20));
-    // Header faults stop both functions before the walk.
-    EXPECT_TRUE(ok(three_charts().sensor_id(0), 58));
+// What the functions read decides what must be there, no more; what no
+// instrument writes is named, after the whole stream was found in bounds.
+struct Verdict {
+    const char *name;
+    Spectrobin stream;
+    size_t size;  // bytes of the stream given (0: all)
+    int verdict;
+    int32_t block;
+    const char *text;  // describe(), "" when not checked
+};
+class StreamVerdict : public testing::TestWithParam<Verdict> {};
+TEST_P(StreamVerdict, IsAsExpected) {
+    Bytes b = GetParam().stream.build();
+    if (GetParam().size) b.resize(GetParam().size, 0xFF);
+    const hxtvel_stream_check c = check(b, b.size());
+    EXPECT_EQ(c.verdict, GetParam().verdict);
+    EXPECT_EQ(c.block, GetParam().block);
+    if (*GetParam().text) {
+        EXPECT_EQ(hxtvel::describe(c), GetParam().text);
+    }
 }
+Spectrobin with_block(ChartBlock b, size_t index = 0) {
+    Spectrobin s = three_charts();
+    s.block(index) = b.id(s.block(index).id_);
+    return s;
+}
+INSTANTIATE_TEST_SUITE_P(
+    Streams, StreamVerdict,
+    testing::Values(
+        Verdict{"no_charts", empty_stream(), 0, HXTVEL_STREAM_NO_CHARTS, -1,
+                "no charts: the stream's header declares 0 chart blocks"},
+        Verdict{"no_charts_bad_sensor", empty_stream().sensor_id(2), 0, HXTVEL_STREAM_OK, -1, ""},
+        Verdict{"trailing_bytes", three_charts(), 658 + 9, HXTVEL_STREAM_OK, -1, ""},
+        Verdict{"block_missing", three_charts().block_count(4), 0, HXTVEL_STREAM_TRUNCATED, 3, ""},
+        // Nothing after a block whose length disagrees is read; its header is.
+        Verdict{"walk_stops", [] { Spectrobin s = three_charts(); s.block(1).wedge_len(1000); return s; }(),
+                306 + 21, HXTVEL_STREAM_OK, -1, ""},
+        Verdict{"walk_stops_header_cut", [] { Spectrobin s = three_charts(); s.block(1).wedge_len(1000); return s; }(),
+                306 + 20, HXTVEL_STREAM_TRUNCATED, 1, ""},
+        // Header faults stop both functions before the walk.
+        Verdict{"bad_sensor", three_charts().sensor_id(0), 58, HXTVEL_STREAM_OK, -1, ""},
+        Verdict{"no_bytes_per_patch", Spectrobin().add(ChartBlock().grid(65535, 65535).bytes_per_patch(0)), 0,
+                HXTVEL_STREAM_IMPLAUSIBLE, 0,
+                "block 0 declares patches of 0 bytes per patch; a patch needs at least 2 (one 16-bit value)"},
+        Verdict{"one_byte_per_patch", with_block(ChartBlock().grid(2, 2).bytes_per_patch(1)), 0,
+                HXTVEL_STREAM_IMPLAUSIBLE, 0, ""},
+        Verdict{"empty_grid_no_patches", with_block(ChartBlock().grid(0, 0).bytes_per_patch(0).patch_count(0)),
+                0, HXTVEL_STREAM_OK, -1, ""},
+        Verdict{"more_patches_than_cells", with_block(ChartBlock().grid(2, 2).patch_count(5), 2), 0,
+                HXTVEL_STREAM_IMPLAUSIBLE, 2, "block 2 declares 5 patches in 4 cells (columns x rows)"},
+        // Implausible, but a later block cut short is what counts.
+        Verdict{"implausible_then_truncated", with_block(ChartBlock().grid(2, 2).patch_count(5)), 600,
+                HXTVEL_STREAM_TRUNCATED, 2, ""}),
+    [](const testing::TestParamInfo<Verdict> &i) { return std::string(i.param.name); });
 
 }  // namespace

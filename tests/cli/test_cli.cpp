@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "hxtvel.h"
+#include "spectrobin_builder.h"
 #include "test_support.h"
 
 using hxtvel_test::file_exists;
@@ -109,6 +110,13 @@ Refusal cgats(const char *name, const char *from, const char *to, const char *me
     return {name, "bad.cgats", lab_with(from, to), "compare lab.cgats bad.cgats", "bad.cgats: " + std::string(message),
             3};
 }
+// A spectrobin stream as a refused file.
+Refusal stream(const char *name, const hxtvel_test::Spectrobin &s, const char *args, const char *message) {
+    const std::vector<unsigned char> b = s.build();
+    return {name, "s.bin", std::string(b.begin(), b.end()), args, message, 3};
+}
+using hxtvel_test::ChartBlock;
+using hxtvel_test::Spectrobin;
 class CliRefuses : public testing::TestWithParam<Refusal> {};
 TEST_P(CliRefuses, WithStatusAndMessageAndNoOutput) {
     const Refusal &c = GetParam();
@@ -132,6 +140,11 @@ INSTANTIATE_TEST_SUITE_P(
         chart("ChartDpi", "1,2,3\n", "--dpi 2000", "resolution is out of range"),
         chart("ChartNoDirectory", "1,2,3\n", "", "", 4),
         Refusal{"ChartsTruncated", "cut.bin", "0123456789", "charts cut.bin", "not a complete spectrobin stream", 3},
+        stream("ChartsNone", Spectrobin(), "charts s.bin", "s.bin: the stream holds no charts"),
+        stream("ChartsNoBytesPerPatch", Spectrobin().add(ChartBlock().grid(65535, 65535).bytes_per_patch(0)),
+               "charts s.bin", "block 0 declares patches of 0 bytes per patch"),
+        stream("ExtractMorePatchesThanCells", Spectrobin().add(ChartBlock().grid(2, 2).patch_count(5)),
+               "extract s.bin --chart 1 -o x", "block 0 declares 5 patches in 4 cells"),
         Refusal{"ExportNoInput", "p.csv", "", "export no/in.cgats --csv -o x.csv", "no/in.cgats", 3},
         Refusal{"ExportUnwritable", "p.csv", "", "export lab.cgats --csv -o no/out.csv", "no/out.csv", 4},
         Refusal{"ComparePatchCounts", "one.cgats",
@@ -178,6 +191,18 @@ TEST_F(Demo, ChartsListsAndExtractWritesOneChartOrNamesTheCharts) {
     EXPECT_EQ(missing.status, 3);
     EXPECT_NE(missing.err.find("chart 9 is not in the stream (charts: 1, 2)"), std::string::npos) << missing.err;
     EXPECT_EQ(list_dir(dir.path()), std::vector<std::string>{"c2.cgats"});  // no temporaries, no x
+}
+
+// A chart without patches still shows the instrument and its conditions.
+TEST(CliCharts, ChartOfNoPatches) {
+    TempDir dir;
+    const std::vector<unsigned char> b =
+        Spectrobin().add(ChartBlock().id(4).grid(2, 2).patch_count(0).conditions(3, 1, 1)).build();
+    write_file(dir.file("s.bin"), std::string(b.begin(), b.end()));
+    const Result r = run("charts s.bin", dir.path());
+    ASSERT_EQ(r.status, 0) << r.err;
+    for (const char *want : {"instrument \"HX-Spectro 3\"", "0 patches", "illumination D65, observer 10"})
+        EXPECT_NE(r.out.find(want), r.out.npos) << r.out;
 }
 
 // Status 1 when a difference exceeds the tolerance.

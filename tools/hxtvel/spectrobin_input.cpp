@@ -1,14 +1,28 @@
 // spectrobin_input.cpp - reading spectrobin files for the tool.
 #include "spectrobin_input.h"
 
+#include <algorithm>
+
 #include "cli_common.h"
 #include "hxtvel_libspectroref.h"
 
 namespace hxcli {
 
 spectrobin_file::spectrobin_file(const std::string &path) : path_(path), bytes_(read_binary(path)) {
-    const hxtvel::spectrobin_check check = hxtvel::check_spectrobin(bytes_.data(), bytes_.size());
-    if (!check.ok) fail(exit_input, path + ": not a complete spectrobin stream: " + hxtvel::describe(check));
+    // Checked before the library reads it: the stream must hold every byte
+    // the library will read, at least one chart, and no block that could
+    // make this process allocate far more than the file's size.
+    const hxtvel_stream_check check = hxtvel_check_spectrobin(bytes_.data(), bytes_.size());
+    switch (check.verdict) {
+    case HXTVEL_STREAM_OK:
+        return;
+    case HXTVEL_STREAM_TRUNCATED:
+        fail(exit_input, path + ": not a complete spectrobin stream: " + hxtvel::describe(check));
+    case HXTVEL_STREAM_NO_CHARTS:
+        fail(exit_input, path + ": the stream holds no charts (its header declares 0 chart blocks)");
+    default:
+        fail(exit_input, path + ": not a spectrobin stream an instrument writes: " + hxtvel::describe(check));
+    }
 }
 
 std::vector<uint8_t> spectrobin_file::chart_ids() const {
@@ -34,11 +48,14 @@ stream_chart spectrobin_file::read_chart(int id) const {
         fail(exit_input, path_ + ": chart " + std::to_string(id) + " is not in the stream (charts: " +
                              (known.empty() ? "none" : known) + ")");
     }
-    chart.refs.resize(patches);
+    // At least one record, so that a chart of no patches still fills the
+    // sensor information (a null record array is the query mode).
+    std::vector<velSPECTRO_REF> refs(std::max<uint32_t>(patches, 1));
     chart.values.assign(patches, std::vector<double>(length));
-    for (uint32_t i = 0; i < patches; ++i) chart.refs[i].data = chart.values[i].data();
-    code = HXTVEL_GetSpectrorefByMChartID(bytes_.data(), id, chart.refs.data(), &patches, &length,
-                                          &chart.sensor);
+    for (uint32_t i = 0; i < patches; ++i) refs[i].data = chart.values[i].data();
+    code = HXTVEL_GetSpectrorefByMChartID(bytes_.data(), id, refs.data(), &patches, &length, &chart.sensor);
+    refs.resize(patches);
+    chart.refs = std::move(refs);
     if (code != 0) fail(exit_input, path_ + ": chart " + std::to_string(id) + ": " + wedge_code_text(code));
     return chart;
 }

@@ -87,13 +87,6 @@ bool length_agrees(const block_fields &b, uint16_t bytes_per_patch) {
     return b.cells() * bytes_per_patch + k_block_fields == b.wedge_len;
 }
 
-// Conditions under which at least one of the functions walks the blocks:
-// both refuse the stream before walking when one of these fails.
-bool header_allows_walk(const unsigned char *s, const block_fields &first) {
-    return length_agrees(first, first.bytes_per_patch) && s[k_block_count] <= k_max_blocks &&
-           s[k_sensor_id] == k_sensor_id_value && s[k_backing] <= k_max_backing;
-}
-
 // Traces text at the debug level with the caller's line and returns code.
 int32_t refuse(uint32_t line, const char *text, int32_t code = HXTVEL_E_WEDGE_DATA) {
     if (trace_announce(HX_LV_DEBUG, __FILE__, line)) trace_msg("%s", text);
@@ -107,10 +100,12 @@ int32_t chart_ids(const unsigned char *s, unsigned char *ids, uint32_t *divcount
         *divcount = 0;
         return refuse(__LINE__, "HXTVEL_GetMChartIDList:spectrobin is NULL!");
     }
-    const block_fields first = read_block(s + k_spectrobin_header);
-    if (!length_agrees(first, first.bytes_per_patch))
-        return refuse(__LINE__, "HXTVEL_GetMChartIDList:Bad data wedge_len!");
+    // The first block's fields are checked only when there is a first block:
+    // a stream of no blocks is its 37-byte header alone.
     const uint32_t count = s[k_block_count];
+    const block_fields first = count ? read_block(s + k_spectrobin_header) : block_fields{};
+    if (count && !length_agrees(first, first.bytes_per_patch))
+        return refuse(__LINE__, "HXTVEL_GetMChartIDList:Bad data wedge_len!");
     if (count > k_max_blocks) return refuse(__LINE__, "HXTVEL_GetMChartIDList:Invalid data");
     if (s[k_sensor_id] != k_sensor_id_value)
         return refuse(__LINE__, "HXTVEL_GetMChartIDList:Bad data sensorid!");
@@ -176,10 +171,10 @@ int32_t spectra(const unsigned char *s, int32_t chartid, velSPECTRO_REF *outref,
                 uint32_t *length, velSensorInfo *outSensor) {
     if (!size || !length) return refuse(__LINE__, "HXTVEL_GetSpectrorefByMChartID:size or length is NULL!");
     if (!s) return refuse(__LINE__, "HXTVEL_GetSpectrorefByMChartID:spectrobin is NULL!");
-    const block_fields first = read_block(s + k_spectrobin_header);
-    if (!length_agrees(first, first.bytes_per_patch))
-        return refuse(__LINE__, "HXTVEL_GetSpectroRef:Bad data!");
     const uint32_t count = s[k_block_count];
+    const block_fields first = count ? read_block(s + k_spectrobin_header) : block_fields{};
+    if (count && !length_agrees(first, first.bytes_per_patch))
+        return refuse(__LINE__, "HXTVEL_GetSpectroRef:Bad data!");
     if (count > k_max_blocks) return refuse(__LINE__, "HXTVEL_GetSpectroRef:Invalid data");
     if (s[k_sensor_id] != k_sensor_id_value)
         return refuse(__LINE__, "HXTVEL_GetSpectrorefByMChartID:Bad data!");
@@ -261,52 +256,25 @@ int32_t spectra(const unsigned char *s, int32_t chartid, velSPECTRO_REF *outref,
 
 }  // namespace
 
-spectrobin_check check_spectrobin(const unsigned char *buffer, size_t size) noexcept {
-    spectrobin_check r;
-    if (!buffer) size = 0;
-    r.size = size;
-    // Whether [begin, begin + len) lies in the buffer; records the field if not.
-    auto holds = [&](uint64_t begin, uint64_t len, int32_t block, const char *field) {
-        if (begin + len <= size) return true;
-        r.ok = false;
-        r.field_begin = begin;
-        r.field_end = begin + len;
-        r.block = block;
-        r.field = field;
-        return false;
-    };
-    // Both functions read the header and the first block's fields, even
-    // when the stream holds no block.
-    if (!holds(0, k_spectrobin_header, -1, "stream header")) return r;
-    if (!holds(k_spectrobin_header, k_block_header, 0, "header")) return r;
-    const block_fields first = read_block(buffer + k_spectrobin_header);
-    if (!header_allows_walk(buffer, first)) return r;
-
-    // The ID list walks every block; a search walks up to the one it looks
-    // for and reads that one's patch data. Together: every block up to the
-    // first whose wedge_len disagrees with the first bytes per patch, where
-    // both stop, with its header and its patch data.
-    const uint32_t count = buffer[k_block_count];
-    uint64_t at = k_spectrobin_header;
-    for (uint32_t i = 0; i < count; ++i) {
-        const int32_t index = static_cast<int32_t>(i);
-        if (!holds(at, k_block_header, index, "header")) return r;
-        const block_fields b = read_block(buffer + at);
-        if (!length_agrees(b, first.bytes_per_patch)) return r;
-        if (!holds(at + k_block_header, b.wedge_len - k_block_fields, index, "patch data")) return r;
-        at += b.extent();
+std::string describe(const hxtvel_stream_check &check) {
+    const std::string block = check.block >= 0 ? "block " + std::to_string(check.block) + " " : "";
+    switch (check.verdict) {
+    case HXTVEL_STREAM_OK:
+        return "ok (" + std::to_string(check.size) + " bytes)";
+    case HXTVEL_STREAM_TRUNCATED:
+        return "truncated at byte " + std::to_string(check.size) + ": " + block + check.field + " needs bytes " +
+               std::to_string(check.field_begin) + " to " + std::to_string(check.field_end - 1);
+    case HXTVEL_STREAM_NO_CHARTS:
+        return "no charts: the stream's header declares 0 chart blocks";
+    default:
+        if (std::string(check.field) == "patch count") {
+            return block + "declares " + std::to_string(check.value) + " patches in " +
+                   std::to_string(check.limit) + " cells (columns x rows)";
+        }
+        return block + "declares patches of " + std::to_string(check.value) +
+               " bytes per patch; a patch needs at least " + std::to_string(check.limit) +
+               " (one 16-bit value)";
     }
-    return r;
-}
-
-std::string describe(const spectrobin_check &check) {
-    if (check.ok) return "ok (" + std::to_string(check.size) + " bytes)";
-    std::string text = "truncated at byte " + std::to_string(check.size) + ": ";
-    if (check.block >= 0) text += "block " + std::to_string(check.block) + " ";
-    text += check.field;
-    text +=
-        " needs bytes " + std::to_string(check.field_begin) + " to " + std::to_string(check.field_end - 1);
-    return text;
 }
 
 }  // namespace hxtvel
