@@ -35,7 +35,11 @@ HXTVEL_API void *HXTVEL_CreateCGATSInstance(void);
 HXTVEL_API void HXTVEL_DeleteCGATSInstance(void *handle);
 
 /* Loads a CGATS file; kinds is an OR of HXTVEL_CLR_* flags (1..31). An
- * instance can be read successfully once; every failure clears its colours. */
+ * instance can be read successfully once; every failure clears its colours.
+ * Spectral columns are SPECTRAL_<nm> (digits only after the prefix); the
+ * wavelengths are taken as start, end and an even step. A file with a single
+ * spectral column, or with one wavelength in two columns, loads with a step
+ * of 0, and HXTVEL_WriteCGATS then writes no spectral column for it. */
 HXTVEL_API uint32_t HXTVEL_ReadCGATS(void *handle, const char *path, uint8_t kinds);
 /* Writes a CGATS.17 file: header, data format, one line per set. */
 HXTVEL_API uint32_t HXTVEL_WriteCGATS(void *handle, const char *path);
@@ -43,7 +47,16 @@ HXTVEL_API uint32_t HXTVEL_WriteCGATS(void *handle, const char *path);
 HXTVEL_API uint32_t HXTVEL_WriteText(void *handle, const char *path, HXTVEL_FileType type);
 
 /* Setters append count records after those stored; getters copy all stored
- * records when data is not NULL, else store the count in *count. */
+ * records when data is not NULL, else store the count in *count.
+ *
+ * The count query and the copy are two calls, each holding the instance's
+ * lock for itself only: a caller that shares an instance between threads and
+ * may append between the two must hold a lock of its own across both (or
+ * size the array for everything that can have been stored).
+ *
+ * XYZ values are refused only below 0 (105): NaN and infinity are stored,
+ * and written as "nan" / "inf", which no CGATS reader takes back. Check
+ * values for being finite before they reach the library. */
 HXTVEL_API uint32_t HXTVEL_SetLAB(void *handle, const velCIELab *data, uint32_t count);
 HXTVEL_API uint32_t HXTVEL_GetLAB(void *handle, velCIELab *data, uint32_t *count);
 HXTVEL_API uint32_t HXTVEL_SetXYZ(void *handle, const velCIEXYZ *data, uint32_t count);
@@ -58,6 +71,12 @@ HXTVEL_API uint32_t HXTVEL_GetCMYK(void *handle, velCMYK *data, uint32_t *count)
 HXTVEL_API uint32_t HXTVEL_SetSpectroRef(void *handle, const velSPECTRO_REF *data, uint32_t count);
 HXTVEL_API uint32_t HXTVEL_GetSpectroRef(void *handle, velSPECTRO_REF *data, uint32_t *count,
                                          uint16_t *values);
+/* Stores the instrument's conditions (a copy; a second call replaces it).
+ * 105 when a code is out of its range, when the instrument name fills all 32
+ * bytes without a terminator, or when it holds a double quote, a control
+ * character (a line break, a tab ...) or a CGATS block keyword (BEGIN_DATA,
+ * NUMBER_OF_SETS ...): the name is written between quotes on one header line
+ * of the CGATS file, and such a name would break the file. */
 HXTVEL_API uint32_t HXTVEL_SetSensorInfo(void *handle, velSensorInfo info);
 
 HXTVEL_EXTERN_C_END

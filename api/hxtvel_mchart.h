@@ -33,7 +33,15 @@ HXTVEL_API uint32_t HXTVEL_SetMChartSetting(void *handle, velPAreaStruct setting
 HXTVEL_API uint32_t HXTVEL_SetMChartData_RGB(void *handle, const velRGB *data, uint32_t count);
 HXTVEL_API uint32_t HXTVEL_SetMChartData_CMYK(void *handle, const velCMYK *data, uint32_t count);
 
-/* Page records of the last drawing (one per page). */
+/* Page records of the last drawing (one per page): out must hold as many
+ * records as that drawing reported pages. The count follows the last
+ * drawing, not the current setting: after a setting change, draw again (or
+ * ask HXTVEL_CalcTiffInfo) before sizing the array for a new drawing.
+ *
+ * Each call holds the instance's lock for itself only. A caller that shares
+ * an instance between threads and may change it between a size query and the
+ * call that fills (HXTVEL_CreateTiff_M with a null buffer, then with one; a
+ * drawing, then HXTVEL_GetMChartData) holds a lock of its own across both. */
 HXTVEL_API uint32_t HXTVEL_GetMChartData(void *handle, velMChartStruct *out, HXTVEL_UnitType unit);
 /* Byte size of one page of the last drawing. */
 HXTVEL_API uint32_t HXTVEL_GetPageSize(void *handle, uint32_t page, unsigned long long *size);

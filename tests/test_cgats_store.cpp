@@ -235,6 +235,15 @@ TEST_P(StoreSensor, Validity) {
     velSensorInfo s = good_sensor();
     GetParam().change(s);
     EXPECT_EQ(HXTVEL_SetSensorInfo(m.h, s), GetParam().expected);
+    // Whatever is accepted is written to a file that reads back.
+    if (GetParam().expected != 0) return;
+    hxtvel_test::TempDir dir;
+    const std::string path = dir.file("m.cgats");
+    const velCIELab lab{50, 1, 2};
+    ASSERT_EQ(HXTVEL_SetLAB(m.h, &lab, 1), 0u);
+    ASSERT_EQ(HXTVEL_WriteCGATS(m.h, path.c_str()), 0u);
+    Instance back;
+    EXPECT_EQ(HXTVEL_ReadCGATS(back.h, path.c_str(), HXTVEL_CLR_LAB), 0u) << hxtvel_test::read_file(path);
 }
 INSTANTIATE_TEST_SUITE_P(
     Fields, StoreSensor,
@@ -246,7 +255,15 @@ INSTANTIATE_TEST_SUITE_P(
         SensorCase{"filter2", [](velSensorInfo &s) { s.filter = 2; }, 105},
         SensorCase{"humidity255", [](velSensorInfo &s) { s.humidity = 255; }, 0},
         SensorCase{"name31", [](velSensorInfo &s) { std::memset(s.instrument, 'x', 31); s.instrument[31] = 0; }, 0},
-        SensorCase{"name32", [](velSensorInfo &s) { std::memset(s.instrument, 'x', 32); }, 105}),
+        SensorCase{"name32", [](velSensorInfo &s) { std::memset(s.instrument, 'x', 32); }, 105},
+        // A name the written file could not carry on its quoted header line.
+        SensorCase{"name_quote", [](velSensorInfo &s) { std::strcpy(s.instrument, "X\" 7"); }, 105},
+        SensorCase{"name_line_break", [](velSensorInfo &s) { std::strcpy(s.instrument, "X\nNUMBER_OF_SETS 7"); }, 105},
+        SensorCase{"name_tab", [](velSensorInfo &s) { std::strcpy(s.instrument, "X\tY"); }, 105},
+        SensorCase{"name_delete", [](velSensorInfo &s) { std::strcpy(s.instrument, "X\x7f"); }, 105},
+        SensorCase{"name_keyword", [](velSensorInfo &s) { std::strcpy(s.instrument, "X END_DATA"); }, 105},
+        SensorCase{"name_punctuation_utf8", [](velSensorInfo &s) { std::strcpy(s.instrument, "i1 #2 (M1) 'a' \xc3\xa9"); },
+                   0}),
     [](const testing::TestParamInfo<SensorCase> &i) { return std::string(i.param.name); });
 
 // ------------------------------------------------------------ trace, lock

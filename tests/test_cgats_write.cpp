@@ -63,7 +63,7 @@ TEST(Writer, SensorLinesAndEveryKind) {
     std::vector<double> values(36);
     for (size_t k = 0; k < 36; ++k) values[k] = double(k) / 35;
     const velSPECTRO_REF sp{380, 730, 10, values.data()};
-    const velSensorInfo info{"i1Pro \"2\"", 2, 23, 255, 8, 1, 1};
+    const velSensorInfo info{"i1Pro 2", 2, 23, 255, 8, 1, 1};
     ASSERT_EQ(HXTVEL_SetRGB(m.h, &rgb, 1) | HXTVEL_SetCMYK(m.h, &cmyk, 1) | HXTVEL_SetLAB(m.h, &lab, 1) |
                   HXTVEL_SetXYZ(m.h, &xyz, 1) | HXTVEL_SetSpectroRef(m.h, &sp, 1) |
                   HXTVEL_SetSensorInfo(m.h, info),
@@ -73,7 +73,7 @@ TEST(Writer, SensorLinesAndEveryKind) {
     ASSERT_EQ(lines.size(), 14u);
     EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + 7),
               (std::vector<std::string>{
-                  "CGATS.17", "INSTRUMENTATION\t\"i1Pro \"2\"\"",
+                  "CGATS.17", "INSTRUMENTATION\t\"i1Pro 2\"",
                   "MEASUREMENT_SOURCE\t\"Filter=UVcut\tIllumination=D75\tObserverAngle=10\tWhiteBase=Abs\"",
                   "SAMPLE_BACKING\t\"black\"", "INSIDE_TEMPERATURE\t23", "INSIDE_HUMIDITY\t255",
                   "NUMBER_OF_FIELDS\t50"}));

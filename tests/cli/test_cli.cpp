@@ -205,6 +205,22 @@ TEST(CliCharts, ChartOfNoPatches) {
         EXPECT_NE(r.out.find(want), r.out.npos) << r.out;
 }
 
+// An instrument name that would break the CGATS header is made writable,
+// and the file reads back.
+TEST(CliExtract, HostileInstrumentNameReadsBack) {
+    TempDir dir;
+    Spectrobin s;
+    s.sensor_name_ = "X\"\nNUMBER_OF_SETS 7\nBEGIN_DATA 1";  // cut to 32 bytes, no terminator
+    const std::vector<unsigned char> b = s.add(ChartBlock().id(1)).build();
+    write_file(dir.file("s.bin"), std::string(b.begin(), b.end()));
+    const Result r = run("extract s.bin --chart 1 -o m.cgats", dir.path());
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("written as \"X' NUMBER OF SETS 7 BEGIN DATA \""), r.err.npos) << r.err;
+    void *m = HXTVEL_CreateCGATSInstance();
+    EXPECT_EQ(HXTVEL_ReadCGATS(m, dir.file("m.cgats").c_str(), HXTVEL_CLR_SPECTRAL), 0u);
+    HXTVEL_DeleteCGATSInstance(m);
+}
+
 // Status 1 when a difference exceeds the tolerance.
 TEST_F(Demo, CompareSummarisesAndGatesOnTolerance) {
     const std::string files = " '" + file("reference.cgats") + "' '" + file("measurement.cgats") + "'";

@@ -29,6 +29,31 @@ std::string instrument_name(const velSensorInfo &s) {
     return std::string(s.instrument, strnlen(s.instrument, sizeof s.instrument));
 }
 
+// The instrument name as a CGATS header can carry it: the library refuses a
+// name with a double quote, a control character or a block keyword (it would
+// break the written file). Quotes become apostrophes, control characters
+// blanks, and a keyword's underscores blanks; a name of all 32 bytes (no
+// terminator) loses its last. Returns whether it changed.
+bool make_name_writable(velSensorInfo &s) {
+    std::string name = instrument_name(s);
+    const std::string before = name;
+    if (name.size() >= sizeof s.instrument) name.resize(sizeof s.instrument - 1);
+    for (char &c : name) {
+        const unsigned char u = static_cast<unsigned char>(c);
+        if (c == '"') c = '\'';
+        else if (u < 0x20 || u == 0x7F) c = ' ';
+    }
+    for (const char *key : {"NUMBER_OF_", "_DATA"}) {
+        for (size_t at = name.find(key); at != std::string::npos; at = name.find(key, at + 1)) {
+            for (size_t i = at; i < at + std::strlen(key); ++i) {
+                if (name[i] == '_') name[i] = ' ';
+            }
+        }
+    }
+    std::memcpy(s.instrument, name.c_str(), name.size() + 1);
+    return name != before;
+}
+
 }  // namespace
 
 int run_charts(const charts_options &o) {
@@ -43,8 +68,9 @@ int run_charts(const charts_options &o) {
             std::printf("  chart %3u  (repeated ID: only its first block can be read)\n", id);
             continue;
         }
-        const stream_chart c = file.read_chart(id);
+        stream_chart c = file.read_chart(id);
         if (i == 0) {
+            make_name_writable(c.sensor);  // no control character on the terminal
             std::printf("  instrument \"%s\", backing %s, inside temperature %u, inside humidity %u\n",
                         instrument_name(c.sensor).c_str(), word(kBacking, c.sensor.backing).c_str(),
                         c.sensor.temperature, c.sensor.humidity);
@@ -108,6 +134,12 @@ int run_extract(const extract_options &o) {
     }
     // The file's header states the conditions its colorimetric values hold for.
     velSensorInfo sensor = chart.sensor;
+    if (make_name_writable(sensor)) {
+        std::fprintf(stderr,
+                     "hxtvel: note: the instrument name is written as \"%s\" (a CGATS header line cannot carry "
+                     "its quotes, control characters or keywords)\n",
+                     instrument_name(sensor).c_str());
+    }
     sensor.illumination = l->sensor_code;
     sensor.observer = o.observer == 2 ? 0 : 1;
     if (HXTVEL_SetSensorInfo(m.get(), sensor) != 0) {

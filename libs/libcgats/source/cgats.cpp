@@ -257,8 +257,18 @@ uint32_t c_cgats::set_sensorinfo(velSensorInfo info) {
     for (int i = 0; i < 6; ++i) {
         if (!c_cgats_utility::is_digitforchar(fields[i], keys[i])) return HXTVEL_E_RANGE;
     }
-    if (::strnlen(info.instrument, sizeof info.instrument) >= sizeof info.instrument) {
-        return HXTVEL_E_RANGE;
+    const size_t name_length = ::strnlen(info.instrument, sizeof info.instrument);
+    if (name_length >= sizeof info.instrument) return HXTVEL_E_RANGE;
+    // The name is written between double quotes on one header line, so a
+    // quote or a control character (a line break above all) would end the
+    // value early or start a line of its own, and a structural keyword in it
+    // would be taken for one by the reader: such a name is invalid.
+    const std::string_view name(info.instrument, name_length);
+    for (const unsigned char c : name) {
+        if (c == '"' || c < 0x20 || c == 0x7F) return HXTVEL_E_RANGE;
+    }
+    for (const auto &key : c_cgats_utility::searchkeys) {
+        if (name.find(key.text) != std::string_view::npos) return HXTVEL_E_RANGE;
     }
     velSensorInfo *copy = new (std::nothrow) velSensorInfo;
     if (!copy) return HXTVEL_E_MEMORY;
