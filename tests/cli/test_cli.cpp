@@ -138,7 +138,7 @@ INSTANTIATE_TEST_SUITE_P(
                 lab_with("2\nBEGIN_DATA\n1\t50.00\t10.00\t-10.00\n", "1\nBEGIN_DATA\n"),
                 "compare lab.cgats one.cgats", "different numbers of patches: lab.cgats 2, one.cgats 1", 3},
         cgats("CgatsSets", "NUMBER_OF_SETS\t2", "NUMBER_OF_SETS\t3", "NUMBER_OF_SETS does not match the data rows"),
-        cgats("CgatsExponent", "60.00", "6e1", "line 9: '6e1' in column LAB_L is not a plain number"),
+        cgats("CgatsNotFinite", "60.00", "nan", "line 9, column LAB_L: 'nan' is not a finite number"),
         cgats("CgatsRange", "60.00", "100.50", "line 9: LAB_L = 100.50 is outside 0 to 100"),
         cgats("CgatsColumns", "LAB_A", "LAB_X", "the data format has 2 LAB_ columns, but Lab needs 3")),
     [](const testing::TestParamInfo<Refusal> &i) { return std::string(i.param.name); });
