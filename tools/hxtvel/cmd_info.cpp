@@ -1,5 +1,6 @@
 // cmd_info.cpp - `hxtvel info`: what a measurement file holds after the
 // import, and what the import adjusted, as text or one JSON object.
+#include <charconv>
 #include <cstdio>
 
 #include "cgats_input.h"
@@ -34,7 +35,10 @@ std::string json_string(const std::string &s) {
             out += static_cast<char>(c);
             ++i;
         } else {
-            const size_t len = c >= 0xF0 && c <= 0xF4 ? 4 : c >= 0xE0 && c <= 0xEF ? 3 : c >= 0xC2 && c <= 0xDF ? 2 : 0;
+            const size_t len = c >= 0xF0 && c <= 0xF4   ? 4
+                               : c >= 0xE0 && c <= 0xEF ? 3
+                               : c >= 0xC2 && c <= 0xDF ? 2
+                                                        : 0;
             bool ok = len && i + len <= s.size();
             for (size_t k = 1; ok && k < len; ++k) ok = (static_cast<unsigned char>(s[i + k]) & 0xC0) == 0x80;
             if (ok) {
@@ -49,10 +53,10 @@ std::string json_string(const std::string &s) {
     return out + "\"";
 }
 
+// Six significant digits with a point, whatever the host's locale.
 std::string number(double v) {
     char buf[32];
-    std::snprintf(buf, sizeof buf, "%.6g", v);
-    return buf;
+    return std::string(buf, std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6).ptr);
 }
 
 std::string json_layout(const std::optional<hximport::spectral_layout> &l) {
@@ -85,6 +89,8 @@ int run_info(const info_options &o) {
     }
     const std::vector<std::string> kinds = hximport::kind_names(r.kinds);
     const auto quote = [](const std::string &s) { return json_string(s); };
+    const auto same = [](const std::string &s) { return s; };
+    const auto member = [](const auto &c) { return json_string(c.first) + ": " + json_string(c.second); };
 
     if (o.json) {
         std::printf("{\"file\": %s, \"table\": %u, \"tables\": %u, \"sheet_type\": %s, \"sets\": %zu, "
@@ -94,27 +100,22 @@ int run_info(const info_options &o) {
                     joined(kinds, ", ", quote).c_str(), json_layout(r.spectral).c_str(),
                     json_layout(r.file_spectral).c_str(), r.ids.empty() ? "false" : "true",
                     r.strict ? "library" : "import",
-                    joined(conditions, ", ", [](const auto &c) { return json_string(c.first) + ": " + json_string(c.second); })
-                        .c_str(),
+                    joined(conditions, ", ", member).c_str(),
                     joined(r.notes, ", ", quote).c_str());
         return exit_ok;
     }
     std::printf("%s: table %u of %u (%s), %zu set%s\n", o.input.c_str(), r.table, r.tables,
                 r.sheet_type.empty() ? "CGATS" : r.sheet_type.c_str(), r.sets, r.sets == 1 ? "" : "s");
-    std::printf("  kinds       %s\n", kinds.empty() ? "none the tool uses" : joined(kinds, ", ", [](const std::string &s) { return s; }).c_str());
+    std::printf("  kinds       %s\n", kinds.empty() ? "none the tool uses" : joined(kinds, ", ", same).c_str());
     if (r.spectral) {
-        std::string file;
-        if (r.file_spectral && (r.file_spectral->start != r.spectral->start || r.file_spectral->end != r.spectral->end ||
-                                r.file_spectral->step != r.spectral->step)) {
-            file = " (file: " + text_layout(*r.file_spectral) + ")";
-        }
-        std::printf("  spectral    %s%s\n", text_layout(*r.spectral).c_str(), file.c_str());
+        const std::string stored = text_layout(*r.spectral), file = text_layout(*r.file_spectral);
+        std::printf("  spectral    %s%s\n", stored.c_str(), file == stored ? "" : (" (file: " + file + ")").c_str());
     }
     std::printf("  sample IDs  %s\n", r.ids.empty() ? "none" : "yes");
     std::printf("  read by     %s\n", r.strict ? "the library's reader, as written" : "the import (LittleCMS)");
     for (const auto &[key, value] : conditions) std::printf("  %s %s\n", key.c_str(), value.c_str());
     if (!r.notes.empty()) {
-        std::printf("  notes       %s\n", joined(r.notes, "; ", [](const std::string &s) { return s; }).c_str());
+        std::printf("  notes       %s\n", joined(r.notes, "; ", same).c_str());
     }
     return exit_ok;
 }

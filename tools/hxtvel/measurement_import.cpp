@@ -6,11 +6,9 @@
 #include <lcms2.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -91,16 +89,19 @@ constexpr component_kind kComponents[] = {
     {HXTVEL_CLR_XYZ, "XYZ", {"XYZ_X", "XYZ_Y", "XYZ_Z"}, 3, {0, 0, 0}, {-1, -1, -1}},
 };
 
+// ASCII upper case, whatever the host's locale.
 std::string upper(std::string s) {
-    for (char &c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    for (char &c : s) {
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    }
     return s;
 }
 
-// A number in the shortest form that gives it back ("5", "3.33", "0.5").
+// A number for messages and notes in at most six digits ("5", "3.33"),
+// whatever the host's locale.
 std::string num(double v) {
     char buf[32];
-    std::snprintf(buf, sizeof buf, "%.6g", v);
-    return buf;
+    return std::string(buf, std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6).ptr);
 }
 
 std::string range_text(double a, double b) { return num(a) + "-" + num(b); }
@@ -160,6 +161,15 @@ number_status parse_number(const char *text, double &value) {
     if (r.ec == std::errc::result_out_of_range) return number_status::out_of_range;
     if (r.ec != std::errc() || r.ptr != end) return number_status::not_number;
     return std::isfinite(value) ? number_status::ok : number_status::not_finite;
+}
+
+// A number in a header keyword. LittleCMS writes the numbers of the header
+// it parses with the host's decimal separator, so a comma is taken as one.
+bool property_number(const char *text, double &value) {
+    if (!text) return false;
+    std::string t = text;
+    std::replace(t.begin(), t.end(), ',', '.');
+    return parse_number(t.c_str(), value) == number_status::ok;
 }
 
 // Whether the library's reader gives the same value for the text: it takes
@@ -262,6 +272,10 @@ std::string quote_data_fields(const std::string &text) {
 std::string tidy_lcms_message(std::string m) {
     while (!m.empty() && (m.back() == '\n' || m.back() == ' ')) m.pop_back();
     if (m.rfind(": ", 0) == 0) m.erase(0, 2);
+    const size_t fields = m.find("AllocateDataFormat: Unknown NUMBER_OF_FIELDS");
+    if (fields != std::string::npos) {
+        m.replace(fields, std::string::npos, "NUMBER_OF_FIELDS must come before the data format");
+    }
     if (m.rfind("Line ", 0) == 0) {
         const size_t comma = m.find(", ");
         if (comma != std::string::npos) m = "line " + m.substr(5, comma - 5) + ": " + m.substr(comma + 2);
@@ -402,7 +416,8 @@ size_t line_of_row(const std::string &text, unsigned table, size_t row) {
         ++number;
         const size_t first = text.find_first_not_of(" \t", i);
         const bool content = first < eol && text[first] != '#';
-        const std::string word = content ? text.substr(first, std::min(text.find_first_of(" \t\r\n", first), eol) - first) : "";
+        const size_t word_end = std::min(text.find_first_of(" \t\r\n", first), eol);
+        const std::string word = content ? text.substr(first, word_end - first) : "";
         if (word == "END_DATA") inside = false;
         if (inside && content && rows++ == row) return number;
         if (word == "BEGIN_DATA") inside = ++blocks == table;
@@ -506,8 +521,7 @@ std::vector<spectral_column> wavelengths(cmsHANDLE h, std::vector<spectral_colum
     const char *start = cmsIT8GetProperty(h, "SPECTRAL_START_NM");
     const char *end = cmsIT8GetProperty(h, "SPECTRAL_END_NM");
     double b = 0, s = 0, e = 0;
-    if (!bands || !start || !end || parse_number(bands, b) != number_status::ok ||
-        parse_number(start, s) != number_status::ok || parse_number(end, e) != number_status::ok ||
+    if (!property_number(bands, b) || !property_number(start, s) || !property_number(end, e) ||
         b != static_cast<double>(columns.size()) || columns.size() < 2 || !(e > s)) {
         return columns;
     }
@@ -527,6 +541,7 @@ struct scales {
     double rgb_max = 255;   // top of the file's RGB scale
     double spectral = 1.0;  // divisor to 1.0 = perfect white
     std::string rgb_note, spectral_note;
+    std::string norm_error;  // SPECTRAL_NORM that is no divisor
 };
 
 bool contains_nocase(const char *text, const char *word) {
@@ -550,8 +565,9 @@ scales file_scales(cmsHANDLE h, const std::string &sheet) {
     }
     if (const char *norm = cmsIT8GetProperty(h, "SPECTRAL_NORM")) {
         double v = 0;
-        if (parse_number(norm, v) != number_status::ok || !(v > 0)) {
-            refuse(std::string("SPECTRAL_NORM '") + norm + "' is not a positive number");
+        if (!property_number(norm, v) || !(v > 0)) {
+            s.norm_error = std::string("SPECTRAL_NORM '") + norm + "' is not a positive number";
+            v = 1;
         }
         s.spectral = v;
         if (v == 100) s.spectral_note = "spectra rescaled from percent (SPECTRAL_NORM 100)";
@@ -570,7 +586,8 @@ scales file_scales(cmsHANDLE h, const std::string &sheet) {
 std::optional<velSensorInfo> sensor_info(const import_result &r) {
     const std::string *source = r.property("MEASUREMENT_SOURCE");
     if (!source) return std::nullopt;
-    static const char *const kLights[] = {"A", "C", "D50", "D65", "F2", "F7", "F11", "F12", "D75", "D55", "F8", "F10"};
+    static const char *const kLights[] = {"A",  "C",   "D50", "D65", "F2", "F7",
+                                          "F11", "F12", "D75", "D55", "F8", "F10"};
     velSensorInfo info{};
     int light = -1, observer = -1;
     std::string word;
@@ -581,7 +598,8 @@ std::optional<velSensorInfo> sensor_info(const import_result &r) {
             continue;
         }
         const size_t eq = word.find('=');
-        const std::string key = upper(word.substr(0, eq)), value = eq == std::string::npos ? "" : upper(word.substr(eq + 1));
+        const std::string key = upper(word.substr(0, eq));
+        const std::string value = eq == std::string::npos ? "" : upper(word.substr(eq + 1));
         word.clear();
         if (key == "ILLUMINATION") {
             for (int i = 0; i < 12; ++i) {
@@ -605,7 +623,7 @@ std::optional<velSensorInfo> sensor_info(const import_result &r) {
     auto byte = [&](const char *key) -> uint8_t {
         const std::string *t = r.property(key);
         double v = 0;
-        if (!t || parse_number(t->c_str(), v) != number_status::ok || v < 0 || v > 255) return 0;
+        if (!t || !property_number(t->c_str(), v) || v < 0 || v > 255) return 0;
         return static_cast<uint8_t>(std::lround(v));
     };
     info.temperature = byte("INSIDE_TEMPERATURE");
@@ -657,6 +675,18 @@ void check_stored(uint32_t code, const char *what) {
     if (code != 0) refuse(std::string("the library refused the ") + what + " (code " + std::to_string(code) + ")");
 }
 
+// Stores values, the components of each set one after another, as records
+// of T (a struct of doubles).
+template <typename T>
+void store(void *m, uint32_t (*set)(void *, const T *, uint32_t), const std::vector<double> &values,
+           const char *what) {
+    static_assert(sizeof(T) % sizeof(double) == 0, "a record of doubles");
+    std::vector<T> records(values.size() * sizeof(double) / sizeof(T));
+    std::memcpy(records.data(), values.data(), records.size() * sizeof(T));
+    const uint32_t code = set(m, records.data(), static_cast<uint32_t>(records.size()));
+    check_stored(code, (std::string(what) + " values").c_str());
+}
+
 // ---------------------------------------------------------------------------
 // The import
 // ---------------------------------------------------------------------------
@@ -664,11 +694,12 @@ void check_stored(uint32_t code, const char *what) {
 // The file when LittleCMS refuses it: the library's reader may still take it
 // (it needs no NUMBER_OF_FIELDS, for one); else the cause is named.
 import_result strict_only(const std::string &path, const import_options &o, const std::string &lcms_error) {
+    if (o.table != 1) refuse(lcms_error);
     import_result r;
-    const uint32_t code = o.table == 1 ? HXTVEL_ReadCGATS(r.data.get(), path.c_str(), o.kinds) : HXTVEL_E_FORMAT;
+    const uint32_t code = HXTVEL_ReadCGATS(r.data.get(), path.c_str(), o.kinds);
     r.spectral = r.file_spectral = stored_layout(r.data);
-    const bool usable = !r.spectral || (r.spectral->step == 10 && r.spectral->start >= 380 && r.spectral->end <= 780 &&
-                                        std::fmod(r.spectral->start, 10) == 0);
+    const spectral_layout &l = r.spectral.value_or(spectral_layout{380, 780, 10});
+    const bool usable = l.step == 10 && l.start >= 380 && l.end <= 780 && std::fmod(l.start, 10) == 0;
     if (code == 0 && usable) {
         const stored s = what_is_stored(r.data);
         r.kinds = r.file_kinds = s.kinds;
@@ -676,20 +707,16 @@ import_result strict_only(const std::string &path, const import_options &o, cons
         r.strict = true;
         return r;
     }
-    if (o.table != 1) refuse("table " + std::to_string(o.table) + " was asked for, but the file has 1 table");
     std::string why;
-    if (code == HXTVEL_E_FORMAT || code == HXTVEL_E_NODATA || code == HXTVEL_E_RANGE) why = diagnose_cgats(path, o.kinds);
+    if (code == HXTVEL_E_FORMAT || code == HXTVEL_E_NODATA || code == HXTVEL_E_RANGE) {
+        why = diagnose_cgats(path, o.kinds);
+    }
     if (code == HXTVEL_E_MEMORY) throw std::bad_alloc();
     refuse(why.empty() ? lcms_error : why);
 }
 
-import_result import_file(const std::string &path, const import_options &o) {
-    const std::string text = read_text(path);
-    const it8_file file(text);
-    cmsHANDLE h = file.get();
-    if (!h) return strict_only(path, o, file.error());
-
-    import_result r;
+// The table the options pick: its header, its columns by name, its sets.
+table_layout read_table(cmsHANDLE h, const std::string &path, const import_options &o, import_result &r) {
     r.tables = cmsIT8TableCount(h);
     r.table = o.table;
     if (o.table < 1 || o.table > r.tables) {
@@ -697,14 +724,18 @@ import_result import_file(const std::string &path, const import_options &o) {
                (r.tables == 1 ? " table" : " tables"));
     }
     cmsIT8SetTable(h, o.table - 1);
-    if (const char *sheet = cmsIT8GetSheetType(h)) r.sheet_type = sheet;
+    if (const char *sheet = cmsIT8GetSheetType(h)) {
+        r.sheet_type = sheet;
+        const size_t end = r.sheet_type.find_last_not_of(" \t");
+        r.sheet_type.erase(end == std::string::npos ? 0 : end + 1);
+    }
     char **keys = nullptr;
     const cmsUInt32Number nkeys = cmsIT8EnumProperties(h, &keys);
     for (cmsUInt32Number i = 0; i < nkeys; ++i) {
         const char *v = cmsIT8GetProperty(h, keys[i]);
         r.properties.emplace_back(keys[i], v ? v : "");
     }
-    const table_layout layout = map_columns(h, o.kinds);
+    table_layout layout = map_columns(h, o.kinds);
     r.columns = layout.columns;
     if (r.columns.empty()) {
         const std::string why = diagnose_cgats(path, o.kinds);
@@ -714,65 +745,83 @@ import_result import_file(const std::string &path, const import_options &o) {
     if (!(sets >= 0 && sets <= UINT32_MAX)) refuse("NUMBER_OF_SETS is missing or out of range");
     r.sets = static_cast<size_t>(sets);
     r.file_kinds = layout.complete;
-    const uint8_t kinds = layout.complete & o.kinds;
-    if (o.require && !kinds) {
+    if (o.require && !(layout.complete & o.kinds)) {
         const std::string has = layout.complete ? "the file has " + describe_kinds(layout.complete, "and")
                                                 : "the file has no colour columns";
-        refuse((o.purpose.empty() ? std::string("") : o.purpose + " needs ") + describe_kinds(o.kinds, "or") +
-               " values" + (o.purpose.empty() ? " were asked for" : "") + "; " + has +
+        const std::string wanted = describe_kinds(o.kinds, "or") + " values";
+        refuse((o.purpose.empty() ? wanted + " were asked for" : o.purpose + " needs " + wanted) + "; " + has +
                (r.tables > 1 ? " in table " + std::to_string(o.table) : ""));
     }
-    table_values values(h, text, o.table, layout);
-    if (layout.sample_id >= 0) {
-        for (size_t row = 0; row < r.sets; ++row) r.ids.emplace_back(values.text(row, layout.sample_id));
-    }
-    if (r.tables > 1) r.notes.push_back("table " + std::to_string(o.table) + " of " + std::to_string(r.tables));
+    return layout;
+}
 
-    const scales sc = file_scales(h, r.sheet_type);
-    std::vector<spectral_column> spectral;
-    if (kinds & HXTVEL_CLR_SPECTRAL) spectral = wavelengths(h, layout.spectral);
+// The spectra of a table: their columns in wavelength order, and how they
+// become 10 nm samples.
+struct spectral_plan {
+    std::vector<spectral_column> columns;
+    resampling marks;
+};
+
+std::optional<spectral_plan> plan_spectra(cmsHANDLE h, const table_layout &layout, import_result &r) {
+    if (layout.spectral.empty()) return std::nullopt;
+    spectral_plan p;
+    p.columns = wavelengths(h, layout.spectral);
     std::vector<double> nm;
-    for (const spectral_column &s : spectral) nm.push_back(s.nm);
-    std::optional<resampling> plan;
-    if (!nm.empty()) {
-        plan = plan_resampling(nm);
-        spectral_layout file{nm.front(), nm.back(), 0};
-        const double step = (nm.back() - nm.front()) / static_cast<double>(nm.size() - 1);
-        bool even = true;
-        for (size_t i = 1; i < nm.size(); ++i) even = even && std::fabs(nm[i] - nm[i - 1] - step) < 1e-3;
-        if (even) file.step = std::round(step * 100) / 100;
-        r.file_spectral = file;
-        r.spectral = spectral_layout{double(plan->start), double(plan->end), 10};
-    }
+    for (const spectral_column &c : p.columns) nm.push_back(c.nm);
+    p.marks = plan_resampling(nm);
+    spectral_layout file{nm.front(), nm.back(), 0};
+    const double step = (nm.back() - nm.front()) / static_cast<double>(nm.size() - 1);
+    bool even = true;
+    for (size_t i = 1; i < nm.size(); ++i) even = even && std::fabs(nm[i] - nm[i - 1] - step) < 1e-3;
+    if (even) file.step = std::round(step * 100) / 100;
+    r.file_spectral = file;
+    r.spectral = spectral_layout{double(p.marks.start), double(p.marks.end), 10};
+    return p;
+}
 
-    // The library's reader takes the file as written: one table, its own
-    // names in its own order, 10 nm spectra inside 380 to 780 nm in
-    // ascending columns, no scale to convert, plain numbers.
-    bool plain = r.tables == 1 && layout.canonical && sc.rgb_note.empty() && sc.spectral == 1.0 && kinds;
-    if (plain && !nm.empty()) {
-        plain = r.file_spectral->step == 10 && nm.front() == plan->start && nm.back() == plan->end;
-        for (size_t i = 1; i < spectral.size(); ++i) plain = plain && spectral[i].column > spectral[i - 1].column;
-    }
+// The columns the kinds are read from.
+std::vector<int> columns_of(const table_layout &layout, uint8_t kinds, const std::optional<spectral_plan> &spectra) {
     std::vector<int> used;
     for (size_t k = 0; k < 4; ++k) {
-        if (kinds & kComponents[k].flag) used.insert(used.end(), layout.component[k], layout.component[k] + kComponents[k].count);
+        const component_kind &ck = kComponents[k];
+        if (kinds & ck.flag) used.insert(used.end(), layout.component[k], layout.component[k] + ck.count);
     }
-    for (const spectral_column &s : spectral) used.push_back(s.column);
-    for (size_t row = 0; plain && row < r.sets; ++row) {
-        for (int c : used) plain = plain && plain_number(values.text(row, c));
+    if (spectra) {
+        for (const spectral_column &c : spectra->columns) used.push_back(c.column);
     }
-    const std::optional<velSensorInfo> sensor = sensor_info(r);
-    if (plain && HXTVEL_ReadCGATS(r.data.get(), path.c_str(), kinds) == 0 && what_is_stored(r.data).kinds == kinds) {
-        r.kinds = kinds;
-        r.strict = true;
-        if (sensor) check_stored(HXTVEL_SetSensorInfo(r.data.get(), *sensor), "measuring conditions");
-        return r;
-    }
+    return used;
+}
 
-    // Read here, column by column by name.
-    r.data = measurement();
-    const uint32_t n = static_cast<uint32_t>(r.sets);
-    for (size_t k = 0; k < 4 && n; ++k) {
+// Whether the library's reader takes the table as written: the file's only
+// table, its own names in its own order, 10 nm spectra inside 380 to 780 nm
+// in ascending columns, no scale to convert, plain numbers.
+bool library_takes(const import_result &r, const table_layout &layout, uint8_t kinds, const scales &sc,
+                   const std::optional<spectral_plan> &spectra, const table_values &values) {
+    const bool rescale =
+        ((kinds & HXTVEL_CLR_RGB) && sc.rgb_max != 255) || ((kinds & HXTVEL_CLR_SPECTRAL) && sc.spectral != 1);
+    if (r.tables != 1 || !layout.canonical || rescale || !kinds) return false;
+    if (spectra) {
+        const spectral_layout &f = *r.file_spectral;
+        if (f.step != 10 || f.start != spectra->marks.start || f.end != spectra->marks.end) return false;
+        for (size_t i = 1; i < spectra->columns.size(); ++i) {
+            if (spectra->columns[i].column < spectra->columns[i - 1].column) return false;
+        }
+    }
+    const std::vector<int> used = columns_of(layout, kinds, spectra);
+    for (size_t row = 0; row < r.sets; ++row) {
+        for (int c : used) {
+            if (!plain_number(values.text(row, c))) return false;
+        }
+    }
+    return true;
+}
+
+// RGB, CMYK, Lab and XYZ of the table, by name, range-checked on the file's
+// scale and stored through the library's setters.
+void store_components(import_result &r, const table_layout &layout, uint8_t kinds, const scales &sc,
+                      table_values &values) {
+    const size_t n = r.sets;
+    for (size_t k = 0; k < 4; ++k) {
         const component_kind &ck = kComponents[k];
         if (!(kinds & ck.flag)) continue;
         const bool rgb = ck.flag == HXTVEL_CLR_RGB;
@@ -789,62 +838,104 @@ import_result import_file(const std::string &path, const import_options &o) {
                 v[row * ck.count + i] = rgb && sc.rgb_max != 255 ? x * 255 / sc.rgb_max : x;
             }
         }
-        uint32_t code = 0;
+        void *m = r.data.get();
         switch (ck.flag) {
-        case HXTVEL_CLR_RGB:
-            code = HXTVEL_SetRGB(r.data.get(), reinterpret_cast<const velRGB *>(v.data()), n);
-            if (!sc.rgb_note.empty()) r.notes.push_back(sc.rgb_note);
-            break;
-        case HXTVEL_CLR_CMYK: code = HXTVEL_SetCMYK(r.data.get(), reinterpret_cast<const velCMYK *>(v.data()), n); break;
-        case HXTVEL_CLR_LAB: code = HXTVEL_SetLAB(r.data.get(), reinterpret_cast<const velCIELab *>(v.data()), n); break;
-        default: code = HXTVEL_SetXYZ(r.data.get(), reinterpret_cast<const velCIEXYZ *>(v.data()), n); break;
+        case HXTVEL_CLR_RGB: store(m, HXTVEL_SetRGB, v, kKindWords[k]); break;
+        case HXTVEL_CLR_CMYK: store(m, HXTVEL_SetCMYK, v, kKindWords[k]); break;
+        case HXTVEL_CLR_LAB: store(m, HXTVEL_SetLAB, v, kKindWords[k]); break;
+        default: store(m, HXTVEL_SetXYZ, v, kKindWords[k]); break;
         }
-        check_stored(code, kKindWords[k]);
-        bool ordered = true;
-        for (size_t i = 1; i < ck.count; ++i) ordered = ordered && layout.component[k][i] > layout.component[k][i - 1];
-        if (!ordered) {
-            std::string order;
-            std::vector<int> cols(layout.component[k], layout.component[k] + ck.count);
+        if (rgb && !sc.rgb_note.empty()) r.notes.push_back(sc.rgb_note);
+        std::vector<int> cols(layout.component[k], layout.component[k] + ck.count);
+        if (!std::is_sorted(cols.begin(), cols.end())) {
             std::sort(cols.begin(), cols.end());
+            std::string order;
             for (int c : cols) order += (order.empty() ? "" : " ") + layout.columns[size_t(c)];
             r.notes.push_back(std::string(ck.prefix) + " columns mapped by name (" + order + ")");
         }
     }
-    if (plan && n) {
-        const size_t marks = plan->lo.size();
-        std::vector<double> sample(spectral.size()), out(size_t(n) * marks);
-        std::vector<velSPECTRO_REF> records(n);
-        for (size_t row = 0; row < n; ++row) {
-            for (size_t i = 0; i < spectral.size(); ++i) sample[i] = values.number(row, spectral[i].column) / sc.spectral;
-            double *o_row = &out[row * marks];
-            for (size_t m = 0; m < marks; ++m) {
-                const double w = plan->weight[m];
-                o_row[m] = w == 0 ? sample[plan->lo[m]] : sample[plan->lo[m]] * (1 - w) + sample[plan->hi[m]] * w;
-            }
-            records[row] = {uint16_t(plan->start), uint16_t(plan->end), 10, o_row};
+}
+
+// The spectra of the table on their 10 nm marks, scaled to 1.0 = perfect
+// white and stored through the library's setter.
+void store_spectra(import_result &r, const table_layout &layout, const spectral_plan &p, const scales &sc,
+                   table_values &values) {
+    const resampling &plan = p.marks;
+    const size_t n = r.sets, marks = plan.lo.size();
+    std::vector<double> sample(p.columns.size()), out(n * marks);
+    std::vector<velSPECTRO_REF> records(n);
+    for (size_t row = 0; row < n; ++row) {
+        for (size_t i = 0; i < p.columns.size(); ++i) {
+            sample[i] = values.number(row, p.columns[i].column) / sc.spectral;
         }
-        check_stored(HXTVEL_SetSpectroRef(r.data.get(), records.data(), n), "spectra");
-        if (!strict_spectral_name(layout.columns[size_t(layout.spectral.front().column)])) {
-            r.notes.push_back("spectral columns " + layout.spectral_prefix + "nnn");
+        double *o = &out[row * marks];
+        for (size_t m = 0; m < marks; ++m) {
+            const double w = plan.weight[m];
+            o[m] = w == 0 ? sample[plan.lo[m]] : sample[plan.lo[m]] * (1 - w) + sample[plan.hi[m]] * w;
         }
-        bool ascending = true;
-        for (size_t i = 1; i < layout.spectral.size(); ++i) ascending = ascending && layout.spectral[i].nm > layout.spectral[i - 1].nm;
-        if (!ascending) r.notes.push_back("spectral columns taken in wavelength order");
-        if (!sc.spectral_note.empty()) r.notes.push_back(sc.spectral_note);
-        const spectral_layout &f = *r.file_spectral;
-        const bool cut = f.start != plan->start || f.end != plan->end;
-        const std::string to = " -> 10 nm (" + range_text(plan->start, plan->end) + ")";
-        if (f.step == 0) {
-            r.notes.push_back("spectra uneven (" + range_text(f.start, f.end) + " nm)" + to);
-        } else if (f.step != 10) {
-            r.notes.push_back("spectra " + num(f.step) + " nm" + (cut ? " (" + range_text(f.start, f.end) + ")" : "") + to);
-        } else if (cut) {
-            r.notes.push_back("spectra " + range_text(f.start, f.end) + " nm cut to " + range_text(plan->start, plan->end));
-        }
+        records[row] = {uint16_t(plan.start), uint16_t(plan.end), 10, o};
     }
+    check_stored(HXTVEL_SetSpectroRef(r.data.get(), records.data(), static_cast<uint32_t>(n)), "spectral values");
+
+    if (!strict_spectral_name(layout.columns[size_t(layout.spectral.front().column)])) {
+        r.notes.push_back("spectral columns " + layout.spectral_prefix + "nnn");
+    }
+    if (!std::is_sorted(layout.spectral.begin(), layout.spectral.end(),
+                        [](const spectral_column &a, const spectral_column &b) { return a.nm < b.nm; })) {
+        r.notes.push_back("spectral columns taken in wavelength order");
+    }
+    if (!sc.spectral_note.empty()) r.notes.push_back(sc.spectral_note);
+    const spectral_layout &f = *r.file_spectral;
+    const bool cut = f.start != plan.start || f.end != plan.end;
+    const std::string to = " -> 10 nm (" + range_text(plan.start, plan.end) + ")";
+    if (f.step == 0) {
+        r.notes.push_back("spectra uneven (" + range_text(f.start, f.end) + " nm)" + to);
+    } else if (f.step != 10) {
+        const std::string from = cut ? " (" + range_text(f.start, f.end) + ")" : "";
+        r.notes.push_back("spectra " + num(f.step) + " nm" + from + to);
+    } else if (cut) {
+        r.notes.push_back("spectra " + range_text(f.start, f.end) + " nm cut to " + range_text(plan.start, plan.end));
+    }
+}
+
+import_result import_file(const std::string &path, const import_options &o) {
+    const std::string text = read_text(path);
+    const it8_file file(text);
+    cmsHANDLE h = file.get();
+    if (!h) return strict_only(path, o, file.error());
+
+    import_result r;
+    const table_layout layout = read_table(h, path, o, r);
+    const uint8_t kinds = layout.complete & o.kinds;
+    table_values values(h, text, o.table, layout);
+    if (layout.sample_id >= 0) {
+        for (size_t row = 0; row < r.sets; ++row) r.ids.emplace_back(values.text(row, layout.sample_id));
+    }
+    const scales sc = file_scales(h, r.sheet_type);
+    if ((kinds & HXTVEL_CLR_SPECTRAL) && !sc.norm_error.empty()) refuse(sc.norm_error);
+    const std::optional<spectral_plan> spectra =
+        kinds & HXTVEL_CLR_SPECTRAL ? plan_spectra(h, layout, r) : std::nullopt;
+    const std::optional<velSensorInfo> sensor = sensor_info(r);
+    auto store_conditions = [&] {
+        if (sensor) check_stored(HXTVEL_SetSensorInfo(r.data.get(), *sensor), "measuring conditions");
+    };
+
+    if (library_takes(r, layout, kinds, sc, spectra, values) &&
+        HXTVEL_ReadCGATS(r.data.get(), path.c_str(), kinds) == 0 && what_is_stored(r.data).kinds == kinds) {
+        r.kinds = kinds;
+        r.strict = true;
+        store_conditions();
+        return r;
+    }
+
+    r.data = measurement();  // a failed read leaves nothing behind
+    if (r.tables > 1) r.notes.push_back("table " + std::to_string(o.table) + " of " + std::to_string(r.tables));
+    if (r.sets == 0) return r;
+    store_components(r, layout, kinds, sc, values);
+    if (spectra) store_spectra(r, layout, *spectra, sc, values);
     if (values.exponents) r.notes.push_back("numbers with exponents");
-    if (sensor) check_stored(HXTVEL_SetSensorInfo(r.data.get(), *sensor), "measuring conditions");
-    r.kinds = n ? kinds : 0;
+    store_conditions();
+    r.kinds = kinds;
     return r;
 }
 
