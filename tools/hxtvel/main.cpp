@@ -39,8 +39,8 @@ int main(int argc, char **argv) {
     chart_options chart;
     auto *cmd_chart = app.add_subcommand("chart", "Make the TIFF pages of a measurement chart from patch colours");
     cmd_chart->add_option("PATCHES", chart.patches,
-                          "Patch colours: a CGATS file (CMYK_ or RGB_ columns) or delimited text with 3 (RGB "
-                          "0-255) or 4 (CMYK %) numbers per line")
+                          "Patch colours: a measurement file (CGATS, ArgyllCMS .ti1/.ti3; CMYK_ or RGB_ columns) "
+                          "or delimited text with 3 (RGB 0-255) or 4 (CMYK %) numbers per line")
         ->required();
     cmd_chart->add_option("-o,--output", chart.prefix, "Page file prefix: pages are PREFIX0.tif, PREFIX1.tif, ...")
         ->required();
