@@ -200,6 +200,12 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"KindWanted", table("CGATS.17\n", {"XYZ_X", "XYZ_Y", "XYZ_Z"}, {{"1", "1", "1"}}),
                 "compare needs Lab or spectral values; the file has XYZ", HXTVEL_CLR_LAB | HXTVEL_CLR_SPECTRAL},
         Refusal{"TableMissing", kArgyll, "table 3 was asked for, but the file has 2 tables", kAllKinds, 3},
+        // Only the library's reader takes it (no NUMBER_OF_FIELDS), and it
+        // loads one spectral column with a step of 0.
+        Refusal{"StrictOneColumn",
+                "CGATS.17\nBEGIN_DATA_FORMAT\nSAMPLE_ID SPECTRAL_500\nEND_DATA_FORMAT\nNUMBER_OF_SETS 1\n"
+                "BEGIN_DATA\n1 0.5\nEND_DATA\n",
+                "NUMBER_OF_FIELDS"},
         Refusal{"SetsMismatch", lab("60").replace(lab("60").find("SETS 2"), 6, "SETS 3"),
                 "NUMBER_OF_SETS does not match the data rows: it says 3, the data block holds 2"}),
     [](const testing::TestParamInfo<Refusal> &i) { return std::string(i.param.name); });

@@ -644,8 +644,13 @@ std::optional<spectral_layout> stored_layout(const measurement &m) {
     uint16_t values = 0;
     HXTVEL_GetSpectroRef(m.get(), nullptr, &n, &values);
     if (n == 0) return std::nullopt;
-    const measurement::spectra s = m.spectral();
-    const velSPECTRO_REF &r = s.records[0];
+    // The layout alone: a layout of step 0 (one spectral column, or one
+    // wavelength twice) holds no value per record.
+    std::vector<velSPECTRO_REF> records(n);
+    std::vector<std::vector<double>> values_of(n, std::vector<double>(std::max<uint16_t>(values, 1)));
+    for (uint32_t i = 0; i < n; ++i) records[i].data = values_of[i].data();
+    HXTVEL_GetSpectroRef(m.get(), records.data(), &n, &values);
+    const velSPECTRO_REF &r = records[0];
     return spectral_layout{double(r.start), double(r.end), double(r.pitch)};
 }
 
