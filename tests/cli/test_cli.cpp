@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -80,7 +82,7 @@ Result *Demo::result_ = nullptr;
 TEST(Cli, VersionAndHelp) {
     const Result v = run("--version");
     EXPECT_TRUE(v.status == 0 && v.out.find("hxtvel 1.0.0") != std::string::npos) << v.out;
-    for (const char *sub : {"", "demo ", "chart ", "charts ", "extract ", "compare ", "export "}) {
+    for (const char *sub : {"", "demo ", "chart ", "charts ", "extract ", "compare ", "export ", "info "}) {
         const Result h = run(std::string(sub) + "--help");
         EXPECT_EQ(h.status, 0) << sub;
         EXPECT_NE(h.out.find("Exit status"), std::string::npos) << sub;
@@ -135,6 +137,7 @@ INSTANTIATE_TEST_SUITE_P(
         usage("ExportCsvAndTsv", "export lab.cgats -o x --csv --tsv", "excludes"),
         usage("ExtractChart", "extract s.bin --chart 300 -o x", "--chart"),
         usage("CompareMethod", "compare a b --method 99", "--method"),
+        usage("InfoTable", "info lab.cgats --table 0", "--table"),
         chart("ChartWidth", "1,2,3,4\n1,2,3,4,5\n", "", "p.csv:2: 5 numbers, but earlier lines have 4"),
         chart("ChartEmpty", "", "", "no patch colours found"),
         chart("ChartDpi", "1,2,3\n", "--dpi 2000", "resolution is out of range"),
@@ -151,9 +154,13 @@ INSTANTIATE_TEST_SUITE_P(
                 lab_with("2\nBEGIN_DATA\n1\t50.00\t10.00\t-10.00\n", "1\nBEGIN_DATA\n"),
                 "compare lab.cgats one.cgats", "different numbers of patches: lab.cgats 2, one.cgats 1", 3},
         cgats("CgatsSets", "NUMBER_OF_SETS\t2", "NUMBER_OF_SETS\t3", "NUMBER_OF_SETS does not match the data rows"),
-        cgats("CgatsExponent", "60.00", "6e1", "line 9: '6e1' in column LAB_L is not a plain number"),
+        cgats("CgatsNotFinite", "60.00", "nan", "line 9, column LAB_L: 'nan' is not a finite number"),
         cgats("CgatsRange", "60.00", "100.50", "line 9: LAB_L = 100.50 is outside 0 to 100"),
-        cgats("CgatsColumns", "LAB_A", "LAB_X", "the data format has 2 LAB_ columns, but Lab needs 3")),
+        cgats("CgatsColumns", "LAB_A", "LAB_X", "the data format has 2 LAB_ columns, but Lab needs 3"),
+        Refusal{"CompareXyzOnly", "xyz.cgats", lab_with("LAB_L\tLAB_A\tLAB_B", "XYZ_X\tXYZ_Y\tXYZ_Z"),
+                "compare lab.cgats xyz.cgats", "xyz.cgats: compare needs Lab or spectral values; the file has XYZ", 3},
+        Refusal{"InfoNoSecondTable", "p.csv", "", "info lab.cgats --table 2",
+                "lab.cgats: table 2 was asked for, but the file has 1 table", 3}),
     [](const testing::TestParamInfo<Refusal> &i) { return std::string(i.param.name); });
 
 // --------------------------------------------------------------------- demo
@@ -275,4 +282,45 @@ TEST(CliChart, CsvAndCgatsPatchesToPages) {
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("3 RGB patches on 1 page"), std::string::npos) << r.out;
     EXPECT_TRUE(file_exists(dir.file("page0.tif")));
+}
+
+// ------------------------------------------------------------------- import
+
+// An ArgyllCMS file with percent spectra at 5 nm and a calibration table:
+// info tells what the tool uses, export says on standard error what it
+// adjusted; a file the library reads as written gets no note.
+TEST(CliImport, InfoJsonAndNotesOnStandardError) {
+    TempDir dir;
+    std::string names = "SAMPLE_ID RGB_R RGB_G RGB_B", rows = "1 100 0 0", black = "2 0 0 0";
+    for (int nm = 380; nm <= 730; nm += 5) {
+        names += " SPEC_" + std::to_string(nm);
+        rows += " 50";
+        black += " 5";
+    }
+    write_file(dir.file("m.ti3"), "CTI3\nSPECTRAL_NORM 100\nNUMBER_OF_FIELDS 75\nBEGIN_DATA_FORMAT\n" + names +
+                                      "\nEND_DATA_FORMAT\nNUMBER_OF_SETS 2\nBEGIN_DATA\n" + rows + "\n" + black +
+                                      "\nEND_DATA\nCAL\nNUMBER_OF_FIELDS 2\nBEGIN_DATA_FORMAT\nRGB_I RGB_R\n"
+                                      "END_DATA_FORMAT\nNUMBER_OF_SETS 1\nBEGIN_DATA\n0 0\nEND_DATA\n");
+    write_file(dir.file("lab.cgats"), kLabFile);
+    const Result info = run("info m.ti3 --json", dir.path());
+    ASSERT_EQ(info.status, 0) << info.err;
+    const nlohmann::json j = nlohmann::json::parse(info.out);
+    EXPECT_EQ(j["sets"], 2);
+    EXPECT_EQ(j["tables"], 2);
+    EXPECT_EQ(j["kinds"], nlohmann::json({"RGB", "SPECTRAL"}));
+    EXPECT_EQ(j["spectral"], nlohmann::json({{"start", 380}, {"end", 730}, {"step", 10}}));
+    EXPECT_EQ(j["file_spectral"]["step"], 5);
+    const std::string notes = "table 1 of 2; RGB rescaled from 0-100; spectral columns SPEC_nnn; spectra rescaled from "
+                              "percent (SPECTRAL_NORM 100); spectra 5 nm -> 10 nm (380-730)";
+    EXPECT_EQ(j["notes"].size(), 5u);
+    EXPECT_EQ(j["notes"][4], "spectra 5 nm -> 10 nm (380-730)");
+    EXPECT_EQ(nlohmann::json::parse(run("info lab.cgats --json", dir.path()).out)["reader"], "library");
+
+    const Result exp = run("export m.ti3 --csv -o m.csv", dir.path());
+    ASSERT_EQ(exp.status, 0) << exp.err;
+    EXPECT_EQ(exp.err, "m.ti3: " + notes + "\n");
+    EXPECT_EQ(read_file(dir.file("m.csv")).substr(0, 31), "255.00,0.00,0.00,0.5000,0.5000,");
+    const Result plain = run("export lab.cgats --tsv -o lab.tsv", dir.path());
+    EXPECT_EQ(plain.status, 0);
+    EXPECT_EQ(plain.err, "");
 }

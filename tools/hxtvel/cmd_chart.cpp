@@ -182,7 +182,7 @@ int run_chart(const chart_options &o) {
     }
     if (!layout) fail(exit_usage, "--layout: expected one of " + layout_help() + ", not '" + o.layout + "'");
 
-    const patch_set patches = read_patches(o.patches);
+    const patch_set patches = read_patches(o.patches, o.table);
     velPAreaStruct s{};
     s.patch_count = static_cast<uint32_t>(patches.size());
     s.page_width = tenths(pw);

@@ -24,12 +24,14 @@ const method_name kMethods[] = {{"76", HXTVEL_DE_76, "dE76"},       {"94", HXTVE
 // Lab values of a file: its Lab columns, or else its spectra under D50 and
 // the 2 degree observer.
 std::vector<velCIELab> lab_of(const std::string &path) {
-    measurement m;
-    read_cgats_or_fail(m, path, HXTVEL_CLR_LAB | HXTVEL_CLR_SPECTRAL);
-    std::vector<velCIELab> lab = m.lab();
+    hximport::import_options in;
+    in.kinds = HXTVEL_CLR_LAB | HXTVEL_CLR_SPECTRAL;
+    in.purpose = "compare";
+    const hximport::import_result r = import_or_fail(path, in);
+    std::vector<velCIELab> lab = r.data.lab();
     if (!lab.empty()) return lab;
-    const measurement::spectra s = m.spectral();
-    if (s.records.empty()) fail(exit_input, path + ": the file has no LAB_ or SPECTRAL_ columns");
+    const measurement::spectra s = r.data.spectral();
+    if (s.records.empty()) fail(exit_input, path + ": the file has no sets");
     lab.resize(s.records.size());
     for (size_t i = 0; i < s.records.size(); ++i) {
         const uint32_t code = HXTVEL_SpectroRefToLAB(HXTVEL_LIGHT_D50, s.records[i], HXTVEL_OBSERVER_2, &lab[i]);

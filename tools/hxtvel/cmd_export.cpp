@@ -9,12 +9,13 @@ namespace hxcli {
 
 int run_export(const export_options &o) {
     if (o.csv == o.tsv) fail(exit_usage, "export: give exactly one of --csv and --tsv");
-    measurement m;
-    read_cgats_or_fail(m, o.input,
-                       HXTVEL_CLR_RGB | HXTVEL_CLR_CMYK | HXTVEL_CLR_LAB | HXTVEL_CLR_XYZ | HXTVEL_CLR_SPECTRAL);
+    hximport::import_options in;
+    in.table = o.table;
+    in.purpose = "export";
+    const hximport::import_result r = import_or_fail(o.input, in);
     output_stage stage;
     const uint32_t code =
-        HXTVEL_WriteText(m.get(), stage.add(o.out).c_str(), o.csv ? HXTVEL_FILE_COMMA : HXTVEL_FILE_TAB);
+        HXTVEL_WriteText(r.data.get(), stage.add(o.out).c_str(), o.csv ? HXTVEL_FILE_COMMA : HXTVEL_FILE_TAB);
     if (code == 103) fail(exit_input, o.input + ": " + measurement_code_text(code, true));
     if (code != 0) fail(exit_io, o.out + ": " + measurement_code_text(code, true));
     stage.commit();

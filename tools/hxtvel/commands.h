@@ -10,6 +10,7 @@ namespace hxcli {
 
 struct chart_options {
     std::string patches;       // CGATS or CSV file
+    unsigned table = 1;        // table of a CGATS file, from 1
     std::string prefix;        // pages go to <prefix><n>.tif
     std::string page = "A4";   // A3, A4, A5, letter or WxH in mm
     uint32_t dpi = 300;
@@ -48,8 +49,16 @@ int run_compare(const compare_options &o);
 struct export_options {
     std::string input, out;
     bool csv = false, tsv = false;
+    unsigned table = 1;
 };
 int run_export(const export_options &o);
+
+struct info_options {
+    std::string input;
+    bool json = false;
+    unsigned table = 1;
+};
+int run_info(const info_options &o);
 
 struct demo_options {
     std::string out = "hxtvel-demo";

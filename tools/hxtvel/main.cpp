@@ -39,8 +39,8 @@ int main(int argc, char **argv) {
     chart_options chart;
     auto *cmd_chart = app.add_subcommand("chart", "Make the TIFF pages of a measurement chart from patch colours");
     cmd_chart->add_option("PATCHES", chart.patches,
-                          "Patch colours: a CGATS file (CMYK_ or RGB_ columns) or delimited text with 3 (RGB "
-                          "0-255) or 4 (CMYK %) numbers per line")
+                          "Patch colours: a measurement file (CGATS, ArgyllCMS .ti1/.ti3; CMYK_ or RGB_ columns) "
+                          "or delimited text with 3 (RGB 0-255) or 4 (CMYK %) numbers per line")
         ->required();
     cmd_chart->add_option("-o,--output", chart.prefix, "Page file prefix: pages are PREFIX0.tif, PREFIX1.tif, ...")
         ->required();
@@ -55,6 +55,8 @@ int main(int argc, char **argv) {
         ->capture_default_str();
     cmd_chart->add_flag("--no-bar", chart.no_bar, "Leave out the positioning bar");
     cmd_chart->add_flag("--memory", chart.memory, "Draw the whole chart in memory, then write the pages");
+    cmd_chart->add_option("--table", chart.table, "Table of a CGATS file with several, counting from 1")
+        ->check(CLI::PositiveNumber);
     cmd_chart->callback([&] { status = run_chart(chart); });
 
     charts_options charts;
@@ -75,8 +77,8 @@ int main(int argc, char **argv) {
     compare_options compare;
     auto *cmd_compare = app.add_subcommand(
         "compare", "Colour differences of a sample measurement against a reference, patch by patch");
-    cmd_compare->add_option("REFERENCE", compare.reference, "Reference CGATS file (Lab or spectra)")->required();
-    cmd_compare->add_option("SAMPLE", compare.sample, "Sample CGATS file (Lab or spectra)")->required();
+    cmd_compare->add_option("REFERENCE", compare.reference, "Reference measurement file (Lab or spectra)")->required();
+    cmd_compare->add_option("SAMPLE", compare.sample, "Sample measurement file (Lab or spectra)")->required();
     cmd_compare->add_option("--method", compare.method, "76, 94, 2000, cmc21 or cmc11")->capture_default_str();
     cmd_compare->add_option("--tolerance", compare.tolerance,
                             "Exit with status 1 when any patch differs by more than this");
@@ -85,12 +87,24 @@ int main(int argc, char **argv) {
     cmd_compare->callback([&] { status = run_compare(compare); });
 
     export_options exp;
-    auto *cmd_export = app.add_subcommand("export", "Write the values of a CGATS file as CSV or TSV");
-    cmd_export->add_option("INPUT", exp.input, "CGATS file")->required();
+    auto *cmd_export = app.add_subcommand("export", "Write the values of a measurement file as CSV or TSV");
+    cmd_export->add_option("INPUT", exp.input, "Measurement file (CGATS, ArgyllCMS .ti1/.ti3/.gam, ...)")->required();
     cmd_export->add_option("-o,--output", exp.out, "Text file to write")->required();
     auto *csv = cmd_export->add_flag("--csv", exp.csv, "Comma separated");
     cmd_export->add_flag("--tsv", exp.tsv, "Tab separated")->excludes(csv);
+    cmd_export->add_option("--table", exp.table, "Table of a file with several, counting from 1")
+        ->check(CLI::PositiveNumber);
     cmd_export->callback([&] { status = run_export(exp); });
+
+    info_options info;
+    auto *cmd_info = app.add_subcommand(
+        "info", "Say what a measurement file holds: sets, colour kinds, spectral range, measuring conditions, "
+                "tables, and what reading it adjusts");
+    cmd_info->add_option("FILE", info.input, "Measurement file (CGATS, ArgyllCMS .ti1/.ti3/.gam, ...)")->required();
+    cmd_info->add_flag("--json", info.json, "Print one JSON object");
+    cmd_info->add_option("--table", info.table, "Table of a file with several, counting from 1")
+        ->check(CLI::PositiveNumber);
+    cmd_info->callback([&] { status = run_info(info); });
 
     for (CLI::App *sub : app.get_subcommands({})) sub->footer(kExitCodes);
 

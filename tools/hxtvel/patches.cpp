@@ -89,16 +89,19 @@ patch_set read_csv(const std::string &path, const std::vector<unsigned char> &by
 
 }  // namespace
 
-patch_set read_patches(const std::string &path) {
+patch_set read_patches(const std::string &path, unsigned table) {
     const std::vector<unsigned char> bytes = read_binary(path);
     if (!looks_like_cgats(bytes)) return read_csv(path, bytes);
-    measurement m;
-    read_cgats_or_fail(m, path, HXTVEL_CLR_RGB | HXTVEL_CLR_CMYK);
+    hximport::import_options in;
+    in.kinds = HXTVEL_CLR_RGB | HXTVEL_CLR_CMYK;
+    in.table = table;
+    in.purpose = "chart";
+    const hximport::import_result r = import_or_fail(path, in);
     patch_set set;
-    set.cmyk = m.cmyk();
+    set.cmyk = r.data.cmyk();
     set.is_cmyk = !set.cmyk.empty();
-    if (!set.is_cmyk) set.rgb = m.rgb();
-    if (set.size() == 0) fail(exit_input, path + ": the file has no RGB_ or CMYK_ columns");
+    if (!set.is_cmyk) set.rgb = r.data.rgb();
+    if (set.size() == 0) fail(exit_input, path + ": the file has no sets");
     return set;
 }
 

@@ -21,8 +21,9 @@ struct patch_set {
 // per line, 3 numbers (R, G, B, 0 to 255) or 4 (C, M, Y, K, percent),
 // separated by commas, semicolons, tabs or blanks; an optional first line of
 // column names and lines starting with '#' are skipped. Fails with
-// exit_input naming the file and line.
-patch_set read_patches(const std::string &path);
+// exit_input naming the file and line. table picks the table of a CGATS
+// file, counting from 1.
+patch_set read_patches(const std::string &path, unsigned table = 1);
 
 }  // namespace hxcli
 
