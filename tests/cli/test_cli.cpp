@@ -152,13 +152,15 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"ExportUnwritable", "p.csv", "", "export lab.cgats --csv -o no/out.csv", "no/out.csv", 4},
         Refusal{"ComparePatchCounts", "one.cgats",
                 lab_with("2\nBEGIN_DATA\n1\t50.00\t10.00\t-10.00\n", "1\nBEGIN_DATA\n"),
-                "compare lab.cgats one.cgats", "different numbers of patches: lab.cgats 2, one.cgats 1", 3},
+                "compare lab.cgats one.cgats", "1 of lab.cgats not in one.cgats: 1", 3},
         cgats("CgatsSets", "NUMBER_OF_SETS\t2", "NUMBER_OF_SETS\t3", "NUMBER_OF_SETS does not match the data rows"),
         cgats("CgatsNotFinite", "60.00", "nan", "line 9, column LAB_L: 'nan' is not a finite number"),
         cgats("CgatsRange", "60.00", "100.50", "line 9: LAB_L = 100.50 is outside 0 to 100"),
         cgats("CgatsColumns", "LAB_A", "LAB_X", "the data format has 2 LAB_ columns, but Lab needs 3"),
-        Refusal{"CompareXyzOnly", "xyz.cgats", lab_with("LAB_L\tLAB_A\tLAB_B", "XYZ_X\tXYZ_Y\tXYZ_Z"),
-                "compare lab.cgats xyz.cgats", "xyz.cgats: compare needs Lab or spectral values; the file has XYZ", 3},
+        Refusal{"CompareRgbOnly", "rgb.cgats",
+                "CGATS.17\nNUMBER_OF_FIELDS\t4\nBEGIN_DATA_FORMAT\nSAMPLE_ID\tRGB_R\tRGB_G\tRGB_B\nEND_DATA_FORMAT\n"
+                "NUMBER_OF_SETS\t1\nBEGIN_DATA\n1\t1\t2\t3\nEND_DATA\n",
+                "compare lab.cgats rgb.cgats", "rgb.cgats: compare needs Lab, XYZ or spectral values; the file has RGB", 3},
         Refusal{"InfoNoSecondTable", "p.csv", "", "info lab.cgats --table 2",
                 "lab.cgats: table 2 was asked for, but the file has 1 table", 3}),
     [](const testing::TestParamInfo<Refusal> &i) { return std::string(i.param.name); });
@@ -241,6 +243,69 @@ TEST_F(Demo, CompareSummarisesAndGatesOnTolerance) {
     EXPECT_NE(pass.out.find("PASS"), std::string::npos);
 }
 
+// ------------------------------------------------------------------ compare
+
+// A reference of three patches (CMYK and L*a*b*, D50/2°) and a sample made
+// for each rule of pairing, conditions and tolerance.
+std::string measured(const std::vector<std::string> &rows, bool ids = true, const char *conditions = "D50\tObserverAngle=2") {
+    std::string t = "CGATS.17\nMEASUREMENT_SOURCE\t\"Illumination=" + std::string(conditions) + "\"\n";
+    t += ids ? "NUMBER_OF_FIELDS\t4\nBEGIN_DATA_FORMAT\nSAMPLE_ID\tLAB_L\tLAB_A\tLAB_B\n"
+             : "NUMBER_OF_FIELDS\t3\nBEGIN_DATA_FORMAT\nLAB_L\tLAB_A\tLAB_B\n";
+    t += "END_DATA_FORMAT\nNUMBER_OF_SETS\t" + std::to_string(rows.size()) + "\nBEGIN_DATA\n";
+    for (const std::string &r : rows) t += (ids ? r : r.substr(r.find(' ') + 1)) + "\n";
+    return t + "END_DATA\n";
+}
+const char *const kReference =
+    "CGATS.17\nMEASUREMENT_SOURCE\t\"Illumination=D50\tObserverAngle=2\"\nNUMBER_OF_FIELDS\t8\n"
+    "BEGIN_DATA_FORMAT\nSAMPLE_ID\tCMYK_C\tCMYK_M\tCMYK_Y\tCMYK_K\tLAB_L\tLAB_A\tLAB_B\nEND_DATA_FORMAT\n"
+    "NUMBER_OF_SETS\t3\nBEGIN_DATA\nA1\t10\t0\t0\t0\t50\t0\t0\nA2\t0\t20\t0\t0\t60\t0\t0\n"
+    "A3\t0\t0\t30\t0\t70\t0\t0\nEND_DATA\n";
+struct CompareCase {
+    const char *name;
+    std::string sample, args;
+    int status;
+    std::string shown;  // on standard output or error
+};
+class CliCompare : public testing::TestWithParam<CompareCase> {};
+TEST_P(CliCompare, PairsConditionsAndTolerance) {
+    const CompareCase &c = GetParam();
+    TempDir dir;
+    write_file(dir.file("ref.cgats"), kReference);
+    write_file(dir.file("s.cgats"), c.sample);
+    const Result r = run("compare ref.cgats s.cgats " + c.args, dir.path());
+    EXPECT_EQ(r.status, c.status) << r.out << r.err;
+    EXPECT_NE((r.out + r.err).find(c.shown), std::string::npos) << r.out << r.err;
+}
+INSTANTIATE_TEST_SUITE_P(
+    Rules, CliCompare,
+    testing::Values(
+        CompareCase{"ReorderedIds", measured({"A3 70 0 0", "A1 50 0 0", "A2 60 0 0"}), "", 0,
+                    "mean 0.00, median 0.00"},
+        CompareCase{"ReorderedByPosition", measured({"A3 70 0 0", "A1 50 0 0", "A2 60 0 0"}), "--by-position", 0,
+                    "max 17.59 (patch A1)"},
+        CompareCase{"Missing", measured({"A1 50 0 0", "A3 70 0 0"}), "", 3, "1 of ref.cgats not in s.cgats: A2"},
+        CompareCase{"MissingAllowed", measured({"A1 50 0 0", "A3 71 0 0"}), "--allow-missing --method 76", 0,
+                    "2 patches, dE76: mean 0.50"},
+        CompareCase{"Extra", measured({"A1 50 0 0", "A2 60 0 0", "A3 70 0 0", "B9 1 0 0"}), "", 3,
+                    "1 of s.cgats not in ref.cgats: B9"},
+        CompareCase{"DuplicateId", measured({"A1 50 0 0", "A1 60 0 0", "A3 70 0 0"}), "", 3,
+                    "s.cgats: SAMPLE_ID A1 appears more than once"},
+        CompareCase{"NoIdsOtherCount", measured({"x 50 0 0", "x 60 0 0"}, false), "", 3, "ref.cgats 3, s.cgats 2"},
+        CompareCase{"NoIdsByPosition", measured({"x 50 0 0", "x 60 0 0", "x 70 0 0"}, false), "", 0,
+                    "paired by position (s.cgats has no SAMPLE_ID)"},
+        CompareCase{"ConditionsDiffer", measured({"A1 50 0 0", "A2 60 0 0", "A3 70 0 0"}, true, "D65\tObserverAngle=10"),
+                    "", 3, "ref.cgats D50/2° (L*a*b*), s.cgats D65/10° (L*a*b*)"},
+        CompareCase{"ConditionsIgnored", measured({"A1 50 0 0", "A2 60 0 0", "A3 70 0 0"}, true, "D65\tObserverAngle=10"),
+                    "--ignore-conditions", 0, "conditions differ, ignored"},
+        CompareCase{"MarkedRowWithDevice", measured({"A1 50 0 0", "A2 60 0 0", "A3 72 0 0"}), "--tolerance 1 --method 76",
+                    1, "A3       CMYK 0 0 30 0         70.00    0.00    0.00   72.00    0.00    0.00      2.00    2.00    0.00    0.00  ABOVE"},
+        CompareCase{"ToleranceNegative", kReference, "--tolerance=-1", 2, "--tolerance: expected a finite number of 0 or more"},
+        CompareCase{"ToleranceNan", kReference, "--tolerance nan", 2, "not 'nan'"},
+        CompareCase{"ToleranceInfinite", kReference, "--tolerance inf", 2, "not 'inf'"},
+        CompareCase{"ToleranceText", kReference, "--tolerance 3x", 2, "not '3x'"},
+        CompareCase{"ToleranceZero", kReference, "--tolerance 0", 0, "PASS: every patch within the tolerance 0.00"}),
+    [](const testing::TestParamInfo<CompareCase> &i) { return std::string(i.param.name); });
+
 // ------------------------------------------------------ compare, export, chart
 
 TEST(CliCompareAndExport, HandComputedDifferenceCsvAndTsv) {
@@ -249,7 +314,8 @@ TEST(CliCompareAndExport, HandComputedDifferenceCsvAndTsv) {
     write_file(dir.file("other.cgats"), lab_with("5.00\n", "15.00\n"));
     const Result r = run("compare in.cgats other.cgats --method 76", dir.path());
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("mean 5.00, max 10.00 (patch 2)"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("mean 5.00, median 5.00, 95th percentile 10.00, max 10.00 (patch 2)"), std::string::npos)
+        << r.out;
     ASSERT_EQ(run("export in.cgats --csv -o out.csv", dir.path()).status, 0);
     EXPECT_EQ(read_file(dir.file("out.csv")), "50.00,10.00,-10.00\n60.00,0.00,5.00\n");
     ASSERT_EQ(run("export in.cgats --tsv -o out.tsv", dir.path()).status, 0);

@@ -1,6 +1,7 @@
 // chart_geometry.cpp - the chart geometry file and the patch places.
 #include "chart_geometry.h"
 
+#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -40,6 +41,35 @@ chart_geometry chart_geometry::single_page(uint32_t patches, uint32_t columns, c
     g.columns = columns ? columns : 1;
     g.layout = layout;
     g.pages.push_back({patches, (patches + g.columns - 1) / g.columns});
+    return g;
+}
+
+chart_geometry chart_geometry::of_setting(const velPAreaStruct &setting, bool bar, uint32_t &code) {
+    chart_geometry g;
+    void *chart = HXTVEL_CreateMChartInstance();
+    const HXTVEL_PosBar posbar = bar ? HXTVEL_POSBAR_ON : HXTVEL_POSBAR_OFF;
+    uint32_t pages = 0;
+    code = HXTVEL_CalcTiffInfo(chart, setting, HXTVEL_UNIT_PIXEL, posbar, &pages, nullptr);
+    std::vector<velMChartStruct> records(code == 0 ? pages : 0);
+    if (code == 0 && pages) code = HXTVEL_CalcTiffInfo(chart, setting, HXTVEL_UNIT_PIXEL, posbar, &pages, records.data());
+    HXTVEL_DeleteMChartInstance(chart);
+    if (code != 0 || records.empty()) return g;
+    g.patches = setting.patch_count;
+    g.columns = records[0].columns;
+    for (const layout_name &l : layouts()) {
+        if (l.first == setting.layout_first && l.second == setting.layout_second) g.layout = l.name;
+    }
+    g.patch_w_mm = setting.patch_width / 10.0;
+    g.patch_h_mm = setting.patch_height / 10.0;
+    g.dpi = setting.resolution;
+    // Every page but the last is full: the rows of a full page times the
+    // columns; the last takes the rest.
+    uint32_t left = setting.patch_count;
+    for (const velMChartStruct &r : records) {
+        const uint32_t taken = std::min(left, records[0].rows * g.columns);
+        g.pages.push_back({taken, r.rows});
+        left -= taken;
+    }
     return g;
 }
 

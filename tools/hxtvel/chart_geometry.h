@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "hxtvel.h"
+
 namespace hxcli {
 
 // The eight layouts: corner of patch 0, then the direction the numbers run
@@ -44,6 +46,9 @@ struct chart_geometry {
 
     // A geometry of one page holding every patch in `columns` columns.
     static chart_geometry single_page(uint32_t patches, uint32_t columns, const std::string &layout);
+    // The geometry the library gives the setting (HXTVEL_CalcTiffInfo), with
+    // or without the positioning bar; the code of a refusal in `code`.
+    static chart_geometry of_setting(const velPAreaStruct &setting, bool bar, uint32_t &code);
 
     // The JSON text of the file, and the geometry read from one; read fails
     // with exit_input naming the file and what is wrong.

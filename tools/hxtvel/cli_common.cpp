@@ -64,6 +64,16 @@ std::string wedge_code_text(int32_t code) {
     }
 }
 
+void write_text_file(const std::string &path, const std::string &text, const std::string &final_path) {
+    FILE *f = std::fopen(path.c_str(), "wb");
+    if (!f) fail(exit_io, final_path + ": cannot create (" + std::strerror(errno) + ")");
+    const bool written = std::fwrite(text.data(), 1, text.size(), f) == text.size();
+    const int saved = errno;
+    if (std::fclose(f) != 0 || !written) {
+        fail(exit_io, final_path + ": write failed (" + std::strerror(written ? errno : saved) + ")");
+    }
+}
+
 std::vector<unsigned char> read_binary(const std::string &path) {
     std::ifstream in(path, std::ios::binary);
     if (!in) fail(exit_input, path + ": cannot open (" + std::strerror(errno) + ")");
@@ -170,7 +180,7 @@ void progress::update(size_t done) {
     std::fflush(stderr);
 }
 
-de_summary summarise(const std::vector<double> &values) {
+de_summary summarise(const std::vector<double> &values, std::optional<double> tolerance) {
     de_summary s;
     s.count = values.size();
     if (values.empty()) return s;
@@ -181,11 +191,14 @@ de_summary summarise(const std::vector<double> &values) {
             s.max = values[i];
             s.max_index = i;
         }
+        if (tolerance && values[i] > *tolerance) ++s.over;
     }
     s.mean = sum / static_cast<double>(values.size());
     std::vector<double> sorted = values;
     std::sort(sorted.begin(), sorted.end());
-    const size_t rank = static_cast<size_t>(std::ceil(0.95 * static_cast<double>(sorted.size())));
+    const size_t n = sorted.size();
+    s.median = n % 2 ? sorted[n / 2] : (sorted[n / 2 - 1] + sorted[n / 2]) / 2.0;
+    const size_t rank = static_cast<size_t>(std::ceil(0.95 * static_cast<double>(n)));
     s.p95 = sorted[rank == 0 ? 0 : rank - 1];
     return s;
 }

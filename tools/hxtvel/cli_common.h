@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <chrono>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -75,6 +76,10 @@ private:
     bool committed_ = false;
 };
 
+// Writes text to path (a temporary name of an output_stage); exit_io naming
+// final_path and the system's reason on failure.
+void write_text_file(const std::string &path, const std::string &text, const std::string &final_path);
+
 // Creates a directory (and its parents) if missing; exit_io on failure.
 void make_directories(const std::string &path);
 
@@ -100,11 +105,13 @@ private:
 // Summary statistics of a list of colour differences.
 struct de_summary {
     size_t count = 0;
-    double mean = 0, max = 0, p95 = 0;
-    size_t max_index = 0;
+    double mean = 0, median = 0, max = 0, p95 = 0;
+    size_t max_index = 0;  // the first of the largest
+    size_t over = 0;       // values above the tolerance
 };
-// p95 is the nearest-rank 95th percentile.
-de_summary summarise(const std::vector<double> &values);
+// p95 is the nearest-rank 95th percentile; the median of an even count is
+// the mean of the two middle values.
+de_summary summarise(const std::vector<double> &values, std::optional<double> tolerance = std::nullopt);
 
 }  // namespace hxcli
 

@@ -1,6 +1,7 @@
 // cmd_chart.cpp - `hxtvel chart`: patch colours to TIFF chart pages.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cmath>
@@ -115,6 +116,14 @@ drawn_chart draw_chart(const patch_set &patches, const velPAreaStruct &setting, 
 
     out.pages.resize(pages);
     if (pages) check_chart(HXTVEL_GetMChartData(chart.get(), out.pages.data(), HXTVEL_UNIT_PIXEL), "page records");
+
+    // Where each patch landed, for the compare report's chart map.
+    uint32_t code = 0;
+    out.geometry = chart_geometry::of_setting(setting, bar, code);
+    check_chart(code, "chart geometry");
+    out.geometry.colour = patches.is_cmyk ? "CMYK" : "RGB";
+    out.geometry_file = geometry_path(prefix);
+    write_text_file(stage.add(out.geometry_file), out.geometry.to_json(), out.geometry_file);
     return out;
 }
 
@@ -152,35 +161,14 @@ void page_size(const std::string &name, double &w, double &h) {
     if (!parse_size(name, w, h)) fail(exit_usage, "--page: expected A3, A4, A5, letter or WxH in mm, not '" + name + "'");
 }
 
-struct layout_name {
-    const char *name;
-    uint8_t first, second;
-    const char *words;
-};
-const layout_name kLayouts[] = {
-    {"tl-right", 8, 4, "top left, rightwards"},  {"tl-down", 8, 1, "top left, downwards"},
-    {"tr-left", 4, 8, "top right, leftwards"},   {"tr-down", 4, 1, "top right, downwards"},
-    {"bl-right", 2, 4, "bottom left, rightwards"}, {"bl-up", 2, 2, "bottom left, upwards"},
-    {"br-left", 1, 8, "bottom right, leftwards"}, {"br-up", 1, 2, "bottom right, upwards"},
-};
-
 }  // namespace
-
-std::string layout_help() {
-    std::string s;
-    for (const layout_name &l : kLayouts) s += std::string(s.empty() ? "" : ", ") + l.name;
-    return s;
-}
 
 int run_chart(const chart_options &o) {
     double pw = 0, ph = 0, qw = 0, qh = 0;
     page_size(o.page, pw, ph);
     if (!parse_size(o.patch, qw, qh)) fail(exit_usage, "--patch: expected WxH in mm, not '" + o.patch + "'");
-    const layout_name *layout = nullptr;
-    for (const layout_name &l : kLayouts) {
-        if (o.layout == l.name) layout = &l;
-    }
-    if (!layout) fail(exit_usage, "--layout: expected one of " + layout_help() + ", not '" + o.layout + "'");
+    const layout_name *layout = find_layout(o.layout);
+    if (!layout) fail(exit_usage, "--layout: expected one of " + layout_list() + ", not '" + o.layout + "'");
 
     const patch_set patches = read_patches(o.patches, o.table);
     velPAreaStruct s{};
@@ -208,6 +196,7 @@ int run_chart(const chart_options &o) {
                     r.patch_count, r.columns, r.rows, r.image_width, r.image_height, r.patch_width,
                     r.patch_height, chart.files[p].c_str());
     }
+    std::printf("  chart geometry (for compare --chart): %s\n", chart.geometry_file.c_str());
     return exit_ok;
 }
 

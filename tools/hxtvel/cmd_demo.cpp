@@ -85,6 +85,12 @@ int run_demo(const demo_options &o) {
         measurement m;
         HXTVEL_SetCMYK(m.get(), patches.cmyk.data(), uint32_t(n));
         HXTVEL_SetLAB(m.get(), reference.data(), uint32_t(n));
+        // Its L*a*b* hold for D50 and the 2 degree observer; the file says so.
+        velSensorInfo conditions{};
+        std::snprintf(conditions.instrument, sizeof conditions.instrument, "%s", "hxtvel demo reference");
+        conditions.illumination = 2;  // D50
+        conditions.observer = 0;      // 2 degrees
+        HXTVEL_SetSensorInfo(m.get(), conditions);
         write_or_fail(HXTVEL_WriteCGATS(m.get(), stage.add(reference_path).c_str()), reference_path);
     }
 
@@ -133,8 +139,6 @@ int run_demo(const demo_options &o) {
     if (values.size() != n) fail(exit_input, "the stream holds " + std::to_string(values.size()) + " patches, the chart " + std::to_string(n));
     std::vector<spectrum> measured_spectra(values.begin(), values.end());
     const std::vector<velCIELab> lab = to_lab(measured_spectra);
-    std::vector<double> de(n);
-    for (size_t i = 0; i < n; ++i) HXTVEL_DeltaE(HXTVEL_DE_2000, reference[i], lab[i], &de[i]);
     for (size_t i = 0; i < n; ++i) refs.push_back({400, 700, 10, values[i].data()});
 
     // 5. The measurement as CGATS and CSV.
@@ -151,7 +155,16 @@ int run_demo(const demo_options &o) {
     }
     stage.commit();
 
-    const de_summary s = summarise(de);
+    // 6. The report of the comparison, on the chart's own geometry.
+    compare_options co;
+    co.reference = reference_path;
+    co.sample = cgats_path;
+    co.tolerance = "3";
+    co.html = join_path(o.out, "report.html");
+    co.chart = chart.geometry_file;
+    const comparison report = compare_files(co);
+
+    const de_summary &s = report.summary;
     const velCMYK &w = patches.cmyk[s.max_index];
     std::printf("hxtvel demo: a CMYK chart of %zu patches, printed, measured and checked\n", n);
     std::printf("  chart        %zu pages (A5, 300 dpi, 12 mm patches, positioning bar):", chart.files.size());
@@ -162,7 +175,10 @@ int run_demo(const demo_options &o) {
     std::printf("  CIEDE2000 measured vs reference: mean %.2f, max %.2f (patch %zu: C%.0f M%.0f Y%.0f K%.0f), "
                 "95th percentile %.2f\n",
                 s.mean, s.max, s.max_index + 1, w.C, w.M, w.Y, w.K, s.p95);
-    std::printf("next: hxtvel compare %s %s --tolerance 3\n", reference_path.c_str(), cgats_path.c_str());
+    std::printf("  compare      %s (%zu of %zu patches above dE00 3): hxtvel compare %s %s --tolerance 3\n",
+                report.summary.over ? "FAIL" : "PASS", report.summary.over, n, reference_path.c_str(),
+                cgats_path.c_str());
+    std::printf("report: %s (open it in a browser)\n", co.html.c_str());
     return exit_ok;
 }
 

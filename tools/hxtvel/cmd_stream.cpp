@@ -10,6 +10,8 @@
 #include "commands.h"
 #include "spectrobin_input.h"
 
+using hximport::make_name_writable;
+
 namespace hxcli {
 
 namespace {
@@ -27,31 +29,6 @@ std::string word(const char *const (&table)[N], unsigned code) {
 
 std::string instrument_name(const velSensorInfo &s) {
     return std::string(s.instrument, strnlen(s.instrument, sizeof s.instrument));
-}
-
-// The instrument name as a CGATS header can carry it: the library refuses a
-// name with a double quote, a control character or a block keyword (it would
-// break the written file). Quotes become apostrophes, control characters
-// blanks, and a keyword's underscores blanks; a name of all 32 bytes (no
-// terminator) loses its last. Returns whether it changed.
-bool make_name_writable(velSensorInfo &s) {
-    std::string name = instrument_name(s);
-    const std::string before = name;
-    if (name.size() >= sizeof s.instrument) name.resize(sizeof s.instrument - 1);
-    for (char &c : name) {
-        const unsigned char u = static_cast<unsigned char>(c);
-        if (c == '"') c = '\'';
-        else if (u < 0x20 || u == 0x7F) c = ' ';
-    }
-    for (const char *key : {"NUMBER_OF_", "_DATA"}) {
-        for (size_t at = name.find(key); at != std::string::npos; at = name.find(key, at + 1)) {
-            for (size_t i = at; i < at + std::strlen(key); ++i) {
-                if (name[i] == '_') name[i] = ' ';
-            }
-        }
-    }
-    std::memcpy(s.instrument, name.c_str(), name.size() + 1);
-    return name != before;
 }
 
 }  // namespace

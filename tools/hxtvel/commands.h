@@ -6,6 +6,9 @@
 #include <cstdint>
 #include <string>
 
+#include "cli_common.h"
+#include "report.h"
+
 namespace hxcli {
 
 struct chart_options {
@@ -40,11 +43,28 @@ int run_extract(const extract_options &o);
 struct compare_options {
     std::string reference, sample;
     std::string method = "2000";
-    double tolerance = -1.0;   // < 0: no tolerance
+    std::string tolerance;     // "": no tolerance; else a finite number >= 0
     unsigned worst = 5;
     bool summary_only = false;
+    bool by_position = false;  // pair row by row, not by SAMPLE_ID
+    bool allow_missing = false;
+    std::string illuminant = "D50";
+    int observer = 2;
+    bool ignore_conditions = false;
+    std::string html;          // report file, or ""
+    std::string chart;         // chart geometry file for the report's map
+    uint32_t columns = 0;      // without --chart: columns of the map (0: about square)
+    std::string layout = "tl-right";
 };
 int run_compare(const compare_options &o);
+// The comparison behind run_compare: both files read and paired, the
+// differences and their summary, the report written when o.html is set.
+struct comparison {
+    report_input report;
+    de_summary summary;
+    std::string how;  // "paired by SAMPLE_ID" ...
+};
+comparison compare_files(const compare_options &o);
 
 struct export_options {
     std::string input, out;

@@ -81,9 +81,25 @@ int main(int argc, char **argv) {
     cmd_compare->add_option("SAMPLE", compare.sample, "Sample measurement file (Lab or spectra)")->required();
     cmd_compare->add_option("--method", compare.method, "76, 94, 2000, cmc21 or cmc11")->capture_default_str();
     cmd_compare->add_option("--tolerance", compare.tolerance,
-                            "Exit with status 1 when any patch differs by more than this");
+                            "Exit with status 1 when any patch differs by more than this (a number >= 0)");
     cmd_compare->add_option("--worst", compare.worst, "How many of the worst patches to name")->capture_default_str();
     cmd_compare->add_flag("--summary", compare.summary_only, "Print only the summary, not every patch");
+    cmd_compare->add_flag("--by-position", compare.by_position,
+                          "Pair the patches row by row instead of by SAMPLE_ID");
+    cmd_compare->add_flag("--allow-missing", compare.allow_missing,
+                          "Compare the patches both files have when a SAMPLE_ID is missing on either side");
+    cmd_compare->add_option("--illuminant", compare.illuminant, "Illuminant for spectra: D50, D65 or A")
+        ->capture_default_str();
+    cmd_compare->add_option("--observer", compare.observer, "Observer for spectra: 2 or 10 (degrees)")
+        ->capture_default_str();
+    cmd_compare->add_flag("--ignore-conditions", compare.ignore_conditions,
+                          "Compare L*a*b* that the files state for different conditions");
+    cmd_compare->add_option("--html", compare.html, "Write a report as one self-contained HTML file");
+    cmd_compare->add_option("--chart", compare.chart,
+                            "Chart geometry file (PREFIX.json, written by chart and demo) for the report's map");
+    cmd_compare->add_option("--columns", compare.columns, "Without --chart: columns of the report's map");
+    cmd_compare->add_option("--layout", compare.layout, "Without --chart: layout of the report's map")
+        ->capture_default_str();
     cmd_compare->callback([&] { status = run_compare(compare); });
 
     export_options exp;

@@ -579,11 +579,9 @@ scales file_scales(cmsHANDLE h, const std::string &sheet) {
     return s;
 }
 
-// The instrument's conditions as the library's writer states them:
-// MEASUREMENT_SOURCE "Filter=No Illumination=D50 ObserverAngle=2 WhiteBase=Abs",
-// INSTRUMENTATION, SAMPLE_BACKING, INSIDE_TEMPERATURE, INSIDE_HUMIDITY.
-// Empty when the illumination or observer is missing or unknown.
-std::optional<velSensorInfo> sensor_info(const import_result &r) {
+}  // namespace
+
+std::optional<velSensorInfo> stated_conditions(const import_result &r) {
     const std::string *source = r.property("MEASUREMENT_SOURCE");
     if (!source) return std::nullopt;
     static const char *const kLights[] = {"A",  "C",   "D50", "D65", "F2", "F7",
@@ -628,8 +626,31 @@ std::optional<velSensorInfo> sensor_info(const import_result &r) {
     };
     info.temperature = byte("INSIDE_TEMPERATURE");
     info.humidity = byte("INSIDE_HUMIDITY");
+    make_name_writable(info);
     return info;
 }
+
+bool make_name_writable(velSensorInfo &s) {
+    std::string name(s.instrument, strnlen(s.instrument, sizeof s.instrument));
+    const std::string before = name;
+    if (name.size() >= sizeof s.instrument) name.resize(sizeof s.instrument - 1);
+    for (char &c : name) {
+        const unsigned char u = static_cast<unsigned char>(c);
+        if (c == '"') c = '\'';
+        else if (u < 0x20 || u == 0x7F) c = ' ';
+    }
+    for (const char *key : {"NUMBER_OF_", "_DATA"}) {
+        for (size_t at = name.find(key); at != std::string::npos; at = name.find(key, at + 1)) {
+            for (size_t i = at; i < at + std::strlen(key); ++i) {
+                if (name[i] == '_') name[i] = ' ';
+            }
+        }
+    }
+    std::memcpy(s.instrument, name.c_str(), name.size() + 1);
+    return name != before;
+}
+
+namespace {
 
 std::string read_text(const std::string &path) {
     std::ifstream in(path, std::ios::binary);
@@ -920,7 +941,7 @@ import_result import_file(const std::string &path, const import_options &o) {
     if ((kinds & HXTVEL_CLR_SPECTRAL) && !sc.norm_error.empty()) refuse(sc.norm_error);
     const std::optional<spectral_plan> spectra =
         kinds & HXTVEL_CLR_SPECTRAL ? plan_spectra(h, layout, r) : std::nullopt;
-    const std::optional<velSensorInfo> sensor = sensor_info(r);
+    const std::optional<velSensorInfo> sensor = stated_conditions(r);
     auto store_conditions = [&] {
         if (sensor) check_stored(HXTVEL_SetSensorInfo(r.data.get(), *sensor), "measuring conditions");
     };

@@ -104,6 +104,18 @@ struct import_result {
     bool conditions_stated() const;
 };
 
+// The measuring conditions the file states, as the library's writer states
+// them (MEASUREMENT_SOURCE "Filter=No Illumination=D50 ObserverAngle=2 ...",
+// INSTRUMENTATION, SAMPLE_BACKING, INSIDE_TEMPERATURE, INSIDE_HUMIDITY);
+// empty when the illumination or the observer is missing or unknown.
+std::optional<velSensorInfo> stated_conditions(const import_result &result);
+
+// Makes an instrument name one that a CGATS header line can carry (the
+// library refuses the others): double quotes become apostrophes, control
+// characters blanks, a block keyword's underscores blanks, and a name of all
+// 32 bytes loses its last. Returns whether the name changed.
+bool make_name_writable(velSensorInfo &info);
+
 // Reads a measurement file. Throws import_error.
 import_result import_measurement(const std::string &path, const import_options &options = {});
 

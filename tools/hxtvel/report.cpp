@@ -3,6 +3,8 @@
 // reads without scripts and prints on A4.
 #include "report.h"
 
+#include "cli_common.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdarg>
@@ -10,26 +12,6 @@
 #include <numeric>
 
 namespace hxcli {
-
-compare_stats statistics(const std::vector<compared_patch> &patches, std::optional<double> tolerance) {
-    compare_stats s;
-    s.count = patches.size();
-    if (patches.empty()) return s;
-    std::vector<double> de(patches.size());
-    for (size_t i = 0; i < patches.size(); ++i) {
-        de[i] = patches[i].de;
-        s.mean += de[i];
-        if (de[i] > de[s.worst]) s.worst = i;
-        if (tolerance && de[i] > *tolerance) ++s.over;
-    }
-    s.mean /= double(de.size());
-    s.max = de[s.worst];
-    std::sort(de.begin(), de.end());
-    const size_t n = de.size();
-    s.median = n % 2 ? de[n / 2] : (de[n / 2 - 1] + de[n / 2]) / 2.0;
-    s.p95 = de[size_t(std::ceil(0.95 * double(n))) - 1];
-    return s;
-}
 
 namespace {
 
@@ -85,13 +67,14 @@ svg text{font-family:inherit}
 .arrow{stroke:#c62828;stroke-width:1.8;fill:none}
 table{border-collapse:collapse;font-size:12px;font-variant-numeric:tabular-nums;width:100%}
 th,td{padding:2px 6px;text-align:right;border-bottom:1px solid #eee;white-space:nowrap}
-th{border-bottom:2px solid #ccc;position:sticky;top:0;background:#fff}
+th{border-bottom:2px solid #ccc;background:#fff}
+.lazy{content-visibility:auto}
 th:first-child,td:first-child,td.dev,th.dev{text-align:left}
 tr.over td{background:#fdecea}tr.over td:first-child{font-weight:700;color:#c62828}
 .sw{display:inline-block;width:13px;height:13px;border:1px solid #888;vertical-align:-2px;margin-right:1px}
 @page{size:A4;margin:12mm}
 @media print{body{max-width:none;padding:0;font-size:11px}section{break-inside:avoid-page}
-section.all{break-inside:auto}thead{display:table-header-group}tr{break-inside:avoid}th{position:static}}
+section.all{break-inside:auto}thead{display:table-header-group}tr{break-inside:avoid}}
 </style>)";
 
 std::string fixed2(double v) {
@@ -101,7 +84,7 @@ std::string fixed2(double v) {
 }
 
 // The verdict banner.
-void banner(std::string &out, const report_input &in, const compare_stats &s) {
+void banner(std::string &out, const report_input &in, const de_summary &s) {
     const char *cls = !in.tolerance ? "none" : s.over ? "fail" : "pass";
     out += "<section class=\"verdict ";
     out += cls;
@@ -126,7 +109,7 @@ void banner(std::string &out, const report_input &in, const compare_stats &s) {
     stat("mean", fixed2(s.mean));
     stat("median", fixed2(s.median));
     stat("95th percentile", fixed2(s.p95));
-    stat("maximum", fixed2(s.max) + (s.count ? " (" + in.patches[s.worst].id + ")" : ""));
+    stat("maximum", fixed2(s.max) + (s.count ? " (" + in.patches[s.max_index].id + ")" : ""));
     if (in.tolerance) stat("tolerance", fixed2(*in.tolerance));
     out += "</dl><p class=\"files\">reference <b>" + escape(in.reference_path) + "</b> &middot; sample <b>" +
            escape(in.sample_path) + "</b> &middot; compared " + escape(in.when) + "</p></section>\n";
@@ -148,34 +131,54 @@ void chart_map(std::string &out, const report_input &in) {
     const chart_geometry &g = in.geometry;
     std::vector<std::vector<size_t>> on_page(g.pages.size());
     std::vector<chart_geometry::place> places(in.patches.size());
-    for (size_t i = 0; i < in.patches.size() && i < g.patches; ++i) {
-        places[i] = g.where(uint32_t(i));
+    for (size_t i = 0; i < in.patches.size(); ++i) {
+        if (in.patches[i].position >= g.patches) continue;
+        places[i] = g.where(uint32_t(in.patches[i].position));
         if (places[i].page < on_page.size()) on_page[places[i].page].push_back(i);
     }
+    // Each page is drawn in bands of rows, each band an SVG of its own that
+    // the browser lays out and paints only when it is scrolled to: a chart of
+    // 10,000 patches opens as fast as one of a hundred.
+    constexpr uint32_t kBand = 12;
     for (size_t p = 0; p < g.pages.size(); ++p) {
         if (g.pages.size() > 1) put(out, "<h3>Page %zu of %zu</h3>\n", p + 1, g.pages.size());
-        const int w = int(g.columns) * kPitch + kGap, h = int(g.pages[p].rows) * kPitch + kGap;
-        put(out, "<svg viewBox=\"0 0 %d %d\" width=\"%d\" role=\"img\" aria-label=\"chart page %zu\">\n", w, h,
-            std::min(w, 1060), p + 1);
-        for (size_t i : on_page[p]) {
-            const compared_patch &c = in.patches[i];
-            const int x = kGap + int(places[i].column) * kPitch, y = kGap + int(places[i].row) * kPitch;
-            const srgb8 r = lab_to_srgb(c.reference, in.reference_white), s = lab_to_srgb(c.sample, in.sample_white);
-            out += "<g class=\"cell\"><title>" + escape(c.id) + ": reference " + fixed2(c.reference.L) + " " +
-                   fixed2(c.reference.a) + " " + fixed2(c.reference.b) + ", sample " + fixed2(c.sample.L) + " " +
-                   fixed2(c.sample.a) + " " + fixed2(c.sample.b) + ", " + escape(in.method) + " " + fixed2(c.de) +
-                   "</title>";
-            put(out, "<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\"/>", x, y, kCell / 2, kCell,
-                r.hex().c_str());
-            put(out, "<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\"/>", x + kCell / 2, y,
-                kCell / 2, kCell, s.hex().c_str());
-            if (r.clipped) put(out, "<path class=\"clip\" d=\"M%d %dh7l-7 7z\"/>", x, y);
-            if (s.clipped) put(out, "<path class=\"clip\" d=\"M%d %dh-7l7 7z\"/>", x + kCell, y);
-            put(out, "<text x=\"%d\" y=\"%d\">%.1f</text>", x + kCell / 2, y + kCell - 4, c.de);
-            if (over(in, c)) put(out, "<rect class=\"o\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\"/>", x, y, kCell, kCell);
-            out += "</g>\n";
+        const uint32_t rows = g.pages[p].rows;
+        const int w = int(g.columns) * kPitch + kGap;
+        const int shown = std::min(w, 1060);
+        const bool numbers = shown * kCell >= 24 * w;  // smaller ones are left to the tooltips
+        std::vector<std::vector<size_t>> in_band((rows + kBand - 1) / kBand);
+        for (size_t i : on_page[p]) in_band[std::min<size_t>(places[i].row / kBand, in_band.size() - 1)].push_back(i);
+        for (size_t band = 0; band < in_band.size(); ++band) {
+            const int top = int(band * kBand) * kPitch;
+            const uint32_t n = std::min(kBand, rows - uint32_t(band * kBand));
+            const int h = int(n) * kPitch + (band + 1 == in_band.size() ? kGap : 0);
+            put(out, "<div class=\"lazy\" style=\"contain-intrinsic-size:auto %dpx\">", h * shown / w + 1);
+            put(out, "<svg viewBox=\"0 %d %d %d\" width=\"%d\" overflow=\"visible\" role=\"img\" "
+                     "aria-label=\"chart page %zu, rows %zu to %zu\">\n",
+                top, w, h, shown, p + 1, band * kBand + 1, band * kBand + n);
+            for (size_t i : in_band[band]) {
+                const compared_patch &c = in.patches[i];
+                const int x = kGap + int(places[i].column) * kPitch, y = kGap + int(places[i].row) * kPitch;
+                const srgb8 r = lab_to_srgb(c.reference, in.reference_white);
+                const srgb8 s = lab_to_srgb(c.sample, in.sample_white);
+                out += "<g class=\"cell\"><title>" + escape(c.id) + ": reference " + fixed2(c.reference.L) + " " +
+                       fixed2(c.reference.a) + " " + fixed2(c.reference.b) + ", sample " + fixed2(c.sample.L) + " " +
+                       fixed2(c.sample.a) + " " + fixed2(c.sample.b) + ", " + escape(in.method) + " " +
+                       fixed2(c.de) + "</title>";
+                put(out, "<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\"/>", x, y, kCell / 2,
+                    kCell, r.hex().c_str());
+                put(out, "<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\"/>", x + kCell / 2, y,
+                    kCell / 2, kCell, s.hex().c_str());
+                if (r.clipped) put(out, "<path class=\"clip\" d=\"M%d %dh7l-7 7z\"/>", x, y);
+                if (s.clipped) put(out, "<path class=\"clip\" d=\"M%d %dh-7l7 7z\"/>", x + kCell, y);
+                if (numbers) put(out, "<text x=\"%d\" y=\"%d\">%.1f</text>", x + kCell / 2, y + kCell - 4, c.de);
+                if (over(in, c)) {
+                    put(out, "<rect class=\"o\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\"/>", x, y, kCell, kCell);
+                }
+                out += "</g>\n";
+            }
+            out += "</svg></div>\n";
         }
-        out += "</svg>\n";
     }
     out += "</section>\n";
 }
@@ -191,7 +194,7 @@ double nice_step(double span, double parts) {
 }
 
 // Histogram of the differences, with the tolerance as a dashed line.
-void histogram(std::string &out, const report_input &in, const compare_stats &s) {
+void histogram(std::string &out, const report_input &in, const de_summary &s) {
     constexpr int W = 720, H = 260, L = 46, B = 36, T = 12;
     const double top = std::max({s.max, in.tolerance.value_or(0.0) * 1.1, 0.5});
     const double width = nice_step(top, 24);
@@ -313,7 +316,9 @@ void table_row(std::string &out, const report_input &in, const compared_patch &p
 }  // namespace
 
 std::string render_report(const report_input &in) {
-    const compare_stats s = statistics(in.patches, in.tolerance);
+    std::vector<double> de;
+    for (const compared_patch &p : in.patches) de.push_back(p.de);
+    const de_summary s = summarise(de, in.tolerance);
     std::string out;
     out.reserve(4096 + in.patches.size() * 900);
     out += "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
@@ -331,9 +336,16 @@ std::string render_report(const report_input &in) {
     table_head(out, in, true);
     for (size_t i = 0; i < std::min(kReportWorst, order.size()); ++i) table_row(out, in, in.patches[order[i]], true);
     out += "</tbody></table></section>\n<section class=\"all\"><h2>Every patch</h2>\n";
-    table_head(out, in, false);
-    for (const compared_patch &p : in.patches) table_row(out, in, p, false);
-    out += "</tbody></table></section>\n<p class=\"note\">Written by hxtvel compare. L*a*b* are shown as sRGB through a "
+    // In tables of 500 rows, each laid out only when scrolled to.
+    constexpr size_t kChunk = 500;
+    for (size_t first = 0; first < in.patches.size(); first += kChunk) {
+        const size_t n = std::min(kChunk, in.patches.size() - first);
+        put(out, "<div class=\"lazy\" style=\"contain-intrinsic-size:auto %zupx\">", 24 + n * 19);
+        table_head(out, in, false);
+        for (size_t i = first; i < first + n; ++i) table_row(out, in, in.patches[i], false);
+        out += "</tbody></table></div>\n";
+    }
+    out += "</section>\n<p class=\"note\">Written by hxtvel compare. L*a*b* are shown as sRGB through a "
            "Bradford adaptation from the white of the measurement's conditions to D65.</p>\n</body></html>\n";
     return out;
 }

@@ -15,23 +15,13 @@ namespace hxcli {
 
 // One compared patch.
 struct compared_patch {
+    size_t position = 0;       // the patch's number on the chart (its row in the reference), from 0
     std::string id;            // SAMPLE_ID, or the patch number
     std::string device;        // "C 10 M 0 Y 0 K 0", "R 255 G 0 B 0" or ""
     velCIELab reference{}, sample{};
     double de = 0;
     lab_delta delta;
 };
-
-// Summary of the differences.
-struct compare_stats {
-    size_t count = 0;
-    double mean = 0, median = 0, p95 = 0, max = 0;
-    size_t worst = 0;   // index of the largest difference
-    size_t over = 0;    // patches above the tolerance
-};
-// p95 is the nearest-rank 95th percentile; the median of an even count is
-// the mean of the two middle values.
-compare_stats statistics(const std::vector<compared_patch> &patches, std::optional<double> tolerance);
 
 struct report_input {
     std::string reference_path, sample_path;
