@@ -140,8 +140,17 @@ INSTANTIATE_TEST_SUITE_P(
         usage("InfoTable", "info lab.cgats --table 0", "--table"),
         chart("ChartWidth", "1,2,3,4\n1,2,3,4,5\n", "", "p.csv:2: 5 numbers, but earlier lines have 4"),
         chart("ChartEmpty", "", "", "no patch colours found"),
-        chart("ChartDpi", "1,2,3\n", "--dpi 2000", "resolution is out of range"),
-        chart("ChartNoDirectory", "1,2,3\n", "", "", 4),
+        // Option values out of range name the option and the range.
+        usage("ChartDpiHigh", "chart p.csv -o x --dpi 2000", "hxtvel: --dpi: expected a whole number from 30 to 1200, not '2000'"),
+        usage("ChartDpiZero", "chart p.csv -o x --dpi 0", "--dpi: expected a whole number from 30 to 1200, not '0'"),
+        usage("ChartDpiNegative", "chart p.csv -o x --dpi -300", "--dpi: expected a whole number from 30 to 1200, not '-300'"),
+        usage("ChartWhitebar", "chart p.csv -o x --whitebar 100", "--whitebar: expected a whole number from 0 to 60"),
+        usage("ChartPatchTooLarge", "chart p.csv -o x --patch 500x500", "--patch 500x500: at 300 dpi a patch on this page is at most 105.0 x 281.3 mm"),
+        usage("ChartWhitebarInPatch", "chart p.csv -o x --patch 5x5 --whitebar 30", "--whitebar 30: white breaks of 30 px"),
+        usage("UnknownOption", "chart p.csv -o x --bogus", "hxtvel: The following argument was not expected: --bogus"),
+        usage("ExportNoExtension", "export lab.cgats -o x.dat", "export: give --csv or --tsv"),
+        chart("ChartValue", "1,2,300\n", "", "p.csv:1: value 300 is outside 0 to 255 (RGB)"),
+        Refusal{"ChartPng", "p.png", "\x89PNG\r\n\x1a\nIHDR", "chart p.png -o c", "p.png is a PNG image, not patch colours", 3},
         Refusal{"ChartsTruncated", "cut.bin", "0123456789", "charts cut.bin", "not a complete spectrobin stream", 3},
         stream("ChartsNone", Spectrobin(), "charts s.bin", "s.bin: the stream holds no charts"),
         stream("ChartsNoBytesPerPatch", Spectrobin().add(ChartBlock().grid(65535, 65535).bytes_per_patch(0)),
@@ -149,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(
         stream("ExtractMorePatchesThanCells", Spectrobin().add(ChartBlock().grid(2, 2).patch_count(5)),
                "extract s.bin --chart 1 -o x", "block 0 declares 5 patches in 4 cells"),
         Refusal{"ExportNoInput", "p.csv", "", "export no/in.cgats --csv -o x.csv", "no/in.cgats", 3},
-        Refusal{"ExportUnwritable", "p.csv", "", "export lab.cgats --csv -o no/out.csv", "no/out.csv", 4},
+        Refusal{"ExportUnwritable", "p.csv", "", "export lab.cgats --csv -o lab.cgats/out.csv", "lab.cgats: not a directory", 4},
         Refusal{"ComparePatchCounts", "one.cgats",
                 lab_with("2\nBEGIN_DATA\n1\t50.00\t10.00\t-10.00\n", "1\nBEGIN_DATA\n"),
                 "compare lab.cgats one.cgats", "1 of lab.cgats not in one.cgats: 1", 3},
@@ -320,6 +329,12 @@ TEST(CliCompareAndExport, HandComputedDifferenceCsvAndTsv) {
     EXPECT_EQ(read_file(dir.file("out.csv")), "50.00,10.00,-10.00\n60.00,0.00,5.00\n");
     ASSERT_EQ(run("export in.cgats --tsv -o out.tsv", dir.path()).status, 0);
     EXPECT_EQ(read_file(dir.file("out.tsv")), "50.00\t10.00\t-10.00\n60.00\t0.00\t5.00\n");
+    // The separator from the extension; a header row and the SAMPLE_IDs.
+    ASSERT_EQ(run("export in.cgats -o h.tsv --header", dir.path()).status, 0);
+    EXPECT_EQ(read_file(dir.file("h.tsv")),
+              "SAMPLE_ID\tLAB_L\tLAB_A\tLAB_B\n1\t50.00\t10.00\t-10.00\n2\t60.00\t0.00\t5.00\n");
+    ASSERT_EQ(run("export in.cgats -o plain.csv", dir.path()).status, 0);
+    EXPECT_EQ(read_file(dir.file("plain.csv")), read_file(dir.file("out.csv")));
 }
 
 TEST(CliChart, CsvAndCgatsPatchesToPages) {
@@ -339,6 +354,17 @@ TEST(CliChart, CsvAndCgatsPatchesToPages) {
         EXPECT_EQ(a, read_file(dir.file(std::string("m") + page))) << "without white bars both modes agree";
     }
     EXPECT_TRUE(no_temporaries(dir.path()));
+    // A shorter chart under the same prefix: the second page of the earlier
+    // run is named, and removed with --force; missing folders are created.
+    write_file(dir.file("p.csv"), "1,2,3,4\n");
+    const Result stale = run(common + " -o f", dir.path());
+    EXPECT_EQ(stale.status, 2);
+    EXPECT_NE(stale.err.find("f1.tif left from an earlier run with more pages"), std::string::npos) << stale.err;
+    const Result forced = run(common + " -o f --force", dir.path());
+    EXPECT_EQ(forced.status, 0) << forced.err;
+    EXPECT_FALSE(file_exists(dir.file("f1.tif")));
+    ASSERT_EQ(run(common + " -o new/sub/f", dir.path()).status, 0);
+    EXPECT_TRUE(file_exists(dir.file("new/sub/f0.tif")) && file_exists(dir.file("new/sub/f.json")));
     void *m = HXTVEL_CreateCGATSInstance();
     const velRGB rgb[3] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}};
     HXTVEL_SetRGB(m, rgb, 3);

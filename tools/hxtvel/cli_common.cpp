@@ -112,14 +112,19 @@ std::string join_path(const std::string &dir, const std::string &name) {
 output_stage::~output_stage() {
     if (committed_) return;
     for (const entry &e : entries_) std::remove(e.temp.c_str());
+    for (auto d = made_.rbegin(); d != made_.rend(); ++d) ::rmdir(d->c_str());
 }
 
 std::string output_stage::add(const std::string &final_path) {
+    const std::vector<std::string> made = make_directories(dir_of(final_path));
+    made_.insert(made_.end(), made.begin(), made.end());
     entries_.push_back({temp_name(final_path), final_path});
     return entries_.back().temp;
 }
 
 std::string output_stage::add_prefix(const std::string &final_prefix) {
+    const std::vector<std::string> made = make_directories(dir_of(final_prefix));
+    made_.insert(made_.end(), made.begin(), made.end());
     prefixes_.push_back(temp_name(final_prefix) + "_");
     return prefixes_.back();
 }
@@ -144,15 +149,18 @@ std::vector<std::string> output_stage::finals() const {
     return out;
 }
 
-void make_directories(const std::string &path) {
-    if (path.empty()) return;
+std::vector<std::string> make_directories(const std::string &path) {
+    std::vector<std::string> made;
+    if (path.empty()) return made;
     std::string partial;
     size_t pos = 0;
     while (pos != std::string::npos) {
         pos = path.find('/', pos + 1);
         partial = path.substr(0, pos);
         if (partial.empty()) continue;
-        if (::mkdir(partial.c_str(), 0777) != 0 && errno != EEXIST) {
+        if (::mkdir(partial.c_str(), 0777) == 0) {
+            made.push_back(partial);
+        } else if (errno != EEXIST) {
             fail(exit_io, partial + ": cannot create directory (" + std::strerror(errno) + ")");
         }
     }
@@ -160,6 +168,7 @@ void make_directories(const std::string &path) {
     if (::stat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
         fail(exit_io, path + ": not a directory");
     }
+    return made;
 }
 
 progress::progress(std::string what, size_t total)

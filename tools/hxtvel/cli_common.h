@@ -45,9 +45,10 @@ std::string wedge_code_text(int32_t code);
 // Whole file as bytes; a missing or unreadable file is exit_input.
 std::vector<unsigned char> read_binary(const std::string &path);
 
-// Outputs are written under temporary names in their own directory and
-// renamed into place by commit(); whatever was not committed is removed when
-// the stage goes out of scope, so a failed command leaves nothing half-written.
+// Outputs are written under temporary names in their own directory (created
+// if missing) and renamed into place by commit(); whatever was not committed,
+// directories created for it included, is removed when the stage goes out of
+// scope, so a failed command leaves nothing half-written.
 class output_stage {
 public:
     output_stage() = default;
@@ -73,6 +74,7 @@ private:
     };
     std::vector<entry> entries_;
     std::vector<std::string> prefixes_;
+    std::vector<std::string> made_;  // directories created for the outputs, removed again on failure
     bool committed_ = false;
 };
 
@@ -80,8 +82,9 @@ private:
 // final_path and the system's reason on failure.
 void write_text_file(const std::string &path, const std::string &text, const std::string &final_path);
 
-// Creates a directory (and its parents) if missing; exit_io on failure.
-void make_directories(const std::string &path);
+// Creates a directory (and its parents) if missing; exit_io naming the path
+// and the system's reason on failure. Returns the directories it created.
+std::vector<std::string> make_directories(const std::string &path);
 
 // "dir/name" for a directory and a file name.
 std::string join_path(const std::string &dir, const std::string &name);

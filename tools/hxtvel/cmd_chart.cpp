@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <charconv>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -104,11 +105,25 @@ drawn_chart draw_chart(const patch_set &patches, const velPAreaStruct &setting, 
                 std::this_thread::sleep_for(std::chrono::milliseconds(200));
             }
         });
+        errno = 0;
         const uint32_t code = HXTVEL_CreateTiff(chart.get(), temp.c_str(), &pages, posbar);
+        const int reason = errno;
         done = true;
         watcher.join();
+        uint32_t written = 0;
         for (uint32_t p = 0; p <= std::max(pages, expected); ++p) {
-            if (exists(page_name(temp, p))) stage.add_written(page_name(temp, p), page_name(prefix, p));
+            if (!exists(page_name(temp, p))) continue;
+            stage.add_written(page_name(temp, p), page_name(prefix, p));
+            written = p + 1;
+        }
+        // The library reports which step failed; the page and the system's
+        // reason are ours to name.
+        if (code == 208) {
+            fail(exit_io, page_name(prefix, written) + ": cannot create (" + std::strerror(reason ? reason : EIO) + ")");
+        }
+        if (code == 209) {
+            fail(exit_io, page_name(prefix, written ? written - 1 : 0) + ": write failed (" +
+                              std::strerror(reason ? reason : EIO) + ")");
         }
         check_chart(code, "chart drawing");
         for (uint32_t p = 0; p < pages; ++p) out.files.push_back(page_name(prefix, p));
@@ -161,6 +176,55 @@ void page_size(const std::string &name, double &w, double &h) {
     if (!parse_size(name, w, h)) fail(exit_usage, "--page: expected A3, A4, A5, letter or WxH in mm, not '" + name + "'");
 }
 
+
+// A whole number of an option within its range; a usage error naming both.
+uint32_t whole_number(const char *option, const std::string &text, uint32_t lo, uint32_t hi) {
+    uint32_t v = 0;
+    const auto r = std::from_chars(text.data(), text.data() + text.size(), v);
+    if (text.empty() || r.ec != std::errc() || r.ptr != text.data() + text.size() || v < lo || v > hi) {
+        fail(exit_usage, std::string(option) + ": expected a whole number from " + std::to_string(lo) + " to " +
+                             std::to_string(hi) + ", not '" + text + "'");
+    }
+    return v;
+}
+
+std::string mm(double v) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", v);
+    return text;
+}
+
+// The library's page rules (margins of half a patch, the positioning bar,
+// the white breaks) as usage errors that name the option and what fits.
+void check_fit(const velPAreaStruct &s, bool bar, const std::string &patch, const std::string &whitebar) {
+    const uint64_t r = s.resolution;
+    const uint64_t page_w = r * s.page_width / 254, page_h = r * s.page_height / 254;
+    const uint64_t bar_h = bar ? r * 184 / 300 : 0;
+    const uint64_t pw = uint64_t(std::lround(double(r * s.patch_width) / 254.0));
+    const uint64_t ph = uint64_t(std::lround(double(r * s.patch_height) / 254.0));
+    const uint64_t margin = std::max<uint64_t>(1, pw / 2);
+    const double px_mm = 25.4 / double(r);
+    if (pw == 0 || ph == 0 || page_w < pw + 2 * margin || page_h < bar_h + ph) {
+        const double max_w = double(page_w / 2) * px_mm, max_h = double(page_h > bar_h ? page_h - bar_h : 0) * px_mm;
+        fail(exit_usage, "--patch " + patch + ": at " + std::to_string(r) + " dpi a patch on this page is at most " +
+                             mm(max_w) + " x " + mm(max_h) + " mm and at least one pixel (a margin of half a patch "
+                             "each side" + (bar ? ", and the positioning bar below" : "") + ")");
+    }
+    const uint64_t w = r * s.whitebar_width / 300;
+    if (2 * w >= r * s.patch_height / 300 || ph <= 2 * w) {
+        fail(exit_usage, "--whitebar " + whitebar + ": white breaks of " + whitebar + " px (at 300 dpi) above and "
+                         "below each patch row leave no room in a patch " + mm(s.patch_height / 10.0) +
+                         " mm high: give a smaller --whitebar or taller patches");
+    }
+}
+
+// Pages "<prefix><n>.tif" from n = pages on, left by an earlier run.
+std::vector<std::string> stale_pages(const std::string &prefix, size_t pages) {
+    std::vector<std::string> stale;
+    for (size_t n = pages; exists(page_name(prefix, unsigned(n))); ++n) stale.push_back(page_name(prefix, unsigned(n)));
+    return stale;
+}
+
 }  // namespace
 
 int run_chart(const chart_options &o) {
@@ -169,27 +233,50 @@ int run_chart(const chart_options &o) {
     if (!parse_size(o.patch, qw, qh)) fail(exit_usage, "--patch: expected WxH in mm, not '" + o.patch + "'");
     const layout_name *layout = find_layout(o.layout);
     if (!layout) fail(exit_usage, "--layout: expected one of " + layout_list() + ", not '" + o.layout + "'");
+    const uint32_t dpi = whole_number("--dpi", o.dpi, 30, 1200);
+    const uint32_t whitebar = whole_number("--whitebar", o.whitebar, 0, 60);
 
-    const patch_set patches = read_patches(o.patches, o.table);
     velPAreaStruct s{};
-    s.patch_count = static_cast<uint32_t>(patches.size());
     s.page_width = tenths(pw);
     s.page_height = tenths(ph);
-    s.resolution = o.dpi;
+    s.resolution = dpi;
     s.patch_width = tenths(qw);
     s.patch_height = tenths(qh);
     s.layout_first = layout->first;
     s.layout_second = layout->second;
-    s.whitebar_width = o.whitebar;
+    s.whitebar_width = whitebar;
+    check_fit(s, !o.no_bar, o.patch, o.whitebar);
+
+    const patch_set patches = read_patches(o.patches, o.table);
+    s.patch_count = static_cast<uint32_t>(patches.size());
+    uint32_t code = 0;
+    const size_t pages = chart_geometry::of_setting(s, !o.no_bar, code).pages.size();
+    const std::vector<std::string> stale = stale_pages(o.prefix, pages);
+    if (!stale.empty() && !o.force) {
+        fail(exit_usage, stale.front() + (stale.size() > 1 ? " and " + std::to_string(stale.size() - 1) + " more" : "") +
+                             " left from an earlier run with more pages would stand beside the " +
+                             std::to_string(pages) + " new ones: --force removes them, or choose another -o");
+    }
 
     output_stage stage;
     const drawn_chart chart = draw_chart(patches, s, !o.no_bar, o.memory, o.prefix, stage);
     stage.commit();
+    for (const std::string &f : stale) std::remove(f.c_str());
+    if (!stale.empty()) std::fprintf(stderr, "hxtvel: note: removed %zu page%s of an earlier run\n", stale.size(), stale.size() == 1 ? "" : "s");
+    if (o.memory && whitebar) {
+        std::fprintf(stderr, "hxtvel: note: --whitebar applies to pages drawn to files; with --memory the side bars "
+                             "are solid\n");
+    }
+    if (!chart.pages.empty() && chart.pages[0].image_width > uint64_t(dpi) * s.page_width / 254) {
+        std::fprintf(stderr, "hxtvel: note: the pages are %s mm wide, wider than the %s mm of --page, to hold the "
+                             "positioning bar (--no-bar leaves it out)\n",
+                     mm(chart.pages[0].image_width * 25.4 / dpi).c_str(), mm(pw).c_str());
+    }
 
     std::printf("%zu %s patches on %zu page%s: page %.1f x %.1f mm at %u dpi, patches %.1f x %.1f mm, "
                 "patch 0 %s\n",
                 patches.size(), patches.is_cmyk ? "CMYK" : "RGB", chart.pages.size(),
-                chart.pages.size() == 1 ? "" : "s", pw, ph, o.dpi, qw, qh, layout->words);
+                chart.pages.size() == 1 ? "" : "s", pw, ph, dpi, qw, qh, layout->words);
     for (size_t p = 0; p < chart.pages.size(); ++p) {
         const velMChartStruct &r = chart.pages[p];
         std::printf("  page %zu: %u patches in %u columns x %u rows, %u x %u px (patch %u x %u px)  %s\n", p,

@@ -16,12 +16,13 @@ struct chart_options {
     unsigned table = 1;        // table of a CGATS file, from 1
     std::string prefix;        // pages go to <prefix><n>.tif
     std::string page = "A4";   // A3, A4, A5, letter or WxH in mm
-    uint32_t dpi = 300;
+    std::string dpi = "300";   // 30 to 1200, checked by run_chart
     std::string patch = "6x6"; // WxH in mm
     std::string layout = "tl-right";
-    uint32_t whitebar = 0;     // pixels at 300 dpi
+    std::string whitebar = "0";  // pixels at 300 dpi, 0 to 60
     bool no_bar = false;
     bool memory = false;       // draw into memory, then write the pages
+    bool force = false;        // remove pages an earlier, longer run left
 };
 int run_chart(const chart_options &o);
 
@@ -68,7 +69,8 @@ comparison compare_files(const compare_options &o);
 
 struct export_options {
     std::string input, out;
-    bool csv = false, tsv = false;
+    bool csv = false, tsv = false;  // neither: from the output's extension
+    bool header = false;            // a row of column names and a SAMPLE_ID column
     unsigned table = 1;
 };
 int run_export(const export_options &o);

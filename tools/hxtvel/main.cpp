@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+#include "chart_geometry.h"
 #include "cli_common.h"
 #include "commands.h"
 #include "hxtvel.h"
@@ -15,7 +16,6 @@ const char *const kExitCodes =
     "\nExit status: 0 success, 1 tolerance exceeded (compare), 2 usage error,\n"
     "3 bad input (missing, unreadable or malformed file), 4 output could not be written.";
 
-std::string layout_names() { return "tl-right, tl-down, tr-left, tr-down, bl-right, bl-up, br-left, br-up"; }
 
 }  // namespace
 
@@ -48,13 +48,15 @@ int main(int argc, char **argv) {
     cmd_chart->add_option("--dpi", chart.dpi, "Resolution in dots per inch (30 to 1200)")->capture_default_str();
     cmd_chart->add_option("--patch", chart.patch, "Patch size WxH in mm")->capture_default_str();
     cmd_chart->add_option("--layout", chart.layout,
-                          "Corner of patch 0 and the direction the numbers run first: " + layout_names())
+                          "Corner of patch 0 and the direction the numbers run first: " + layout_list())
         ->capture_default_str();
     cmd_chart->add_option("--whitebar", chart.whitebar,
                           "White breaks in the side bars, in pixels at 300 dpi (0 to 60; files only)")
         ->capture_default_str();
     cmd_chart->add_flag("--no-bar", chart.no_bar, "Leave out the positioning bar");
-    cmd_chart->add_flag("--memory", chart.memory, "Draw the whole chart in memory, then write the pages");
+    cmd_chart->add_flag("--memory", chart.memory,
+                        "Draw the whole chart in memory, then write the pages (side bars without white breaks)");
+    cmd_chart->add_flag("--force", chart.force, "Remove the pages an earlier run with more pages left under PREFIX");
     cmd_chart->add_option("--table", chart.table, "Table of a CGATS file with several, counting from 1")
         ->check(CLI::PositiveNumber);
     cmd_chart->callback([&] { status = run_chart(chart); });
@@ -106,8 +108,10 @@ int main(int argc, char **argv) {
     auto *cmd_export = app.add_subcommand("export", "Write the values of a measurement file as CSV or TSV");
     cmd_export->add_option("INPUT", exp.input, "Measurement file (CGATS, ArgyllCMS .ti1/.ti3/.gam, ...)")->required();
     cmd_export->add_option("-o,--output", exp.out, "Text file to write")->required();
-    auto *csv = cmd_export->add_flag("--csv", exp.csv, "Comma separated");
-    cmd_export->add_flag("--tsv", exp.tsv, "Tab separated")->excludes(csv);
+    auto *csv = cmd_export->add_flag("--csv", exp.csv, "Comma separated (the default for a .csv output)");
+    cmd_export->add_flag("--tsv", exp.tsv, "Tab separated (the default for .tsv, .tab and .txt)")->excludes(csv);
+    cmd_export->add_flag("--header", exp.header,
+                         "First a row of column names, and each row starting with its SAMPLE_ID");
     cmd_export->add_option("--table", exp.table, "Table of a file with several, counting from 1")
         ->check(CLI::PositiveNumber);
     cmd_export->callback([&] { status = run_export(exp); });
@@ -133,7 +137,10 @@ int main(int argc, char **argv) {
     } catch (const CLI::CallForVersion &e) {
         return app.exit(e);
     } catch (const CLI::ParseError &e) {
-        app.exit(e);
+        // CLI11's own words, in the tool's voice, with the way to the options.
+        std::string command;
+        for (const CLI::App *sub : app.get_subcommands()) command += " " + sub->get_name();
+        std::fprintf(stderr, "hxtvel: %s\nRun 'hxtvel%s --help' for the options.\n", e.what(), command.c_str());
         return exit_usage;
     } catch (const cli_error &e) {
         std::fprintf(stderr, "hxtvel: %s\n", e.what());

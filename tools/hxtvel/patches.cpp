@@ -1,7 +1,10 @@
 // patches.cpp - reading chart patch colours.
 #include "patches.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstdio>
+#include <cstring>
 
 #include "cgats_input.h"
 #include "cli_common.h"
@@ -73,7 +76,9 @@ patch_set read_csv(const std::string &path, const std::vector<unsigned char> &by
         const double hi = set.is_cmyk ? 100.0 : 255.0;
         for (double v : values) {
             if (!(v >= 0.0 && v <= hi)) {
-                fail(exit_input, at + "value " + std::to_string(v) + " is outside 0 to " +
+                char shown[32];
+                std::snprintf(shown, sizeof shown, "%g", v);
+                fail(exit_input, at + "value " + shown + " is outside 0 to " +
                                      (set.is_cmyk ? "100 (CMYK in percent)" : "255 (RGB)"));
             }
         }
@@ -87,10 +92,26 @@ patch_set read_csv(const std::string &path, const std::vector<unsigned char> &by
     return set;
 }
 
+// What a file that is no text is, for the message that refuses it.
+std::string binary_kind(const std::vector<unsigned char> &b) {
+    auto starts = [&](const char *magic, size_t n) { return b.size() >= n && std::memcmp(b.data(), magic, n) == 0; };
+    if (starts("\x89PNG\r\n\x1a\n", 8)) return "a PNG image";
+    if (starts("\xff\xd8\xff", 3)) return "a JPEG image";
+    if (starts("II*\0", 4) || starts("MM\0*", 4)) return "a TIFF image";
+    if (starts("%PDF", 4)) return "a PDF document";
+    if (std::find(b.begin(), b.begin() + long(std::min<size_t>(b.size(), 4096)), 0) != b.end()) return "a binary file";
+    return "";
+}
+
 }  // namespace
 
 patch_set read_patches(const std::string &path, unsigned table) {
     const std::vector<unsigned char> bytes = read_binary(path);
+    const std::string binary = binary_kind(bytes);
+    if (!binary.empty()) {
+        fail(exit_input, path + " is " + binary + ", not patch colours: give a measurement file (CGATS, "
+                                "ArgyllCMS .ti1) or text with 3 (RGB 0-255) or 4 (CMYK %) numbers per line");
+    }
     if (!looks_like_cgats(bytes)) return read_csv(path, bytes);
     hximport::import_options in;
     in.kinds = HXTVEL_CLR_RGB | HXTVEL_CLR_CMYK;
