@@ -8,6 +8,7 @@
  *   HXTVEL_SetLAB(m, lab, 2);                  // appends
  *   uint32_t n = 0;
  *   HXTVEL_GetLAB(m, NULL, &n);                // count first ...
+ *   velCIELab *out = malloc(n * sizeof *out);
  *   HXTVEL_GetLAB(m, out, &n);                 // ... then the records
  *   HXTVEL_WriteCGATS(m, "measure.txt");
  *   HXTVEL_DeleteCGATSInstance(m);
@@ -36,14 +37,25 @@ HXTVEL_API void HXTVEL_DeleteCGATSInstance(void *handle);
 
 /* Loads a CGATS file; kinds is an OR of HXTVEL_CLR_* flags (1..31). An
  * instance can be read successfully once; every failure clears its colours.
+ * Codes: 107 kinds 0 or above 31; 106 the instance was read before; 101 no
+ * colour kind in kinds; 104 the file cannot be opened; 102 the file breaks
+ * the format (a line, a keyword, NUMBER_OF_SETS not matching the rows, a
+ * value that is not a plain number: no exponent, no '+'); 105 an RGB, CMYK
+ * or Lab value out of range; 103 spectral values asked for, data rows
+ * present, but no SPECTRAL_<nm> column. A kind asked for but absent from the
+ * file is not an error: check the counts afterwards.
  * Spectral columns are SPECTRAL_<nm> (digits only after the prefix); the
  * wavelengths are taken as start, end and an even step. A file with a single
  * spectral column, or with one wavelength in two columns, loads with a step
  * of 0, and HXTVEL_WriteCGATS then writes no spectral column for it. */
 HXTVEL_API uint32_t HXTVEL_ReadCGATS(void *handle, const char *path, uint8_t kinds);
-/* Writes a CGATS.17 file: header, data format, one line per set. */
+/* Writes a CGATS.17 file: header, data format, one line per set. Codes:
+ * 103 no data sets (or kinds with different counts: nothing is written),
+ * 104 the file cannot be created, 101 a write failed (disk full). */
 HXTVEL_API uint32_t HXTVEL_WriteCGATS(void *handle, const char *path);
-/* Writes the values only, comma or tab separated, one line per set. */
+/* Writes the values only, comma or tab separated, one line per set, no
+ * header. Codes: 107 a type other than HXTVEL_FILE_COMMA or _TAB, then as
+ * HXTVEL_WriteCGATS. */
 HXTVEL_API uint32_t HXTVEL_WriteText(void *handle, const char *path, HXTVEL_FileType type);
 
 /* Setters append count records after those stored; getters copy all stored

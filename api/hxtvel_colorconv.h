@@ -30,10 +30,30 @@
 #define HXTVEL_DE_CMC21 3u
 #define HXTVEL_DE_CMC11 4u
 
+/*
+ * The conversion's illuminant for a velSensorInfo illumination code
+ * (HXTVEL_ILLUMINATION_D50 -> HXTVEL_LIGHT_D50, _D65 -> _D65, _A -> _A), or
+ * 0 for an illuminant the conversion does not know (C, F2 ... D75). The two
+ * scales differ: never pass an illumination code as in_light. The observer
+ * code passes unchanged as in_percmf.
+ */
+static inline int32_t hxtvel_light_of_illumination(uint8_t illumination) {
+    switch (illumination) {
+    case HXTVEL_ILLUMINATION_D50: return HXTVEL_LIGHT_D50;
+    case HXTVEL_ILLUMINATION_D65: return HXTVEL_LIGHT_D65;
+    case HXTVEL_ILLUMINATION_A: return HXTVEL_LIGHT_A;
+    default: return 0;
+    }
+}
+
 HXTVEL_EXTERN_C_BEGIN
 
 /* Spectrum within 380..780 nm; result under the illuminant and observer,
- * white normalised to Y = 100. */
+ * white normalised to Y = 100. The tables are read at 10 nm per sample from
+ * the start wavelength whatever the step says, so give 10 nm spectra (a
+ * spectrum whose start, end and step are all off the 10 nm grid is refused
+ * with 304; other steps are read as if they were 10 nm). The record's data
+ * must hold (end - start) / pitch + 1 values; the library cannot check it. */
 HXTVEL_API uint32_t HXTVEL_SpectroRefToLAB(int32_t in_light, velSPECTRO_REF spectrum,
                                            uint32_t in_percmf, velCIELab *result);
 HXTVEL_API uint32_t HXTVEL_SpectroRefToXYZ(int32_t in_light, velSPECTRO_REF spectrum,

@@ -61,16 +61,46 @@ typedef struct velCMYK {
 
 /*
  * Measuring conditions of the instrument: exactly 38 bytes, no padding,
- * passed by value to HXTVEL_SetSensorInfo.
- *   backing       0 unknown, 1 white, 2 black
+ * passed by value to HXTVEL_SetSensorInfo, filled by
+ * HXTVEL_GetSpectrorefByMChartID. The codes (constants below):
+ *   backing       HXTVEL_BACKING_*: 0 unknown, 1 white, 2 black
  *   temperature   any (written as a plain number)
  *   humidity      any (written as a plain number)
- *   illumination  0 A, 1 C, 2 D50, 3 D65, 4 F2, 5 F7, 6 F11, 7 F12,
- *                 8 D75, 9 D55, 10 F8, 11 F10
- *   observer      0 two degrees, 1 ten degrees
- *   filter        0 none, 1 UV cut
+ *   illumination  HXTVEL_ILLUMINATION_*: 0 A, 1 C, 2 D50, 3 D65, 4 F2, 5 F7,
+ *                 6 F11, 7 F12, 8 D75, 9 D55, 10 F8, 11 F10
+ *   observer      HXTVEL_OBSERVER_ANGLE_*: 0 two degrees, 1 ten degrees
+ *   filter        HXTVEL_FILTER_*: 0 none, 1 UV cut
  * instrument must hold a NUL within its 32 bytes (0 to 31 characters).
+ *
+ * WARNING: the illumination code is NOT the illuminant argument of
+ * HXTVEL_SpectroRefToLAB / HXTVEL_SpectroRefToXYZ (in_light: 1 = D50,
+ * 2 = D65, 3 = A). The codes map as
+ *     illumination 2 (D50) -> in_light 1 (HXTVEL_LIGHT_D50)
+ *     illumination 3 (D65) -> in_light 2 (HXTVEL_LIGHT_D65)
+ *     illumination 0 (A)   -> in_light 3 (HXTVEL_LIGHT_A)
+ * and the conversion knows no other illuminant; hxtvel_light_of_illumination
+ * (hxtvel_colorconv.h) does this mapping. The observer code, by contrast, is
+ * the conversion's in_percmf as it stands (0 = 2 degrees, 1 = 10 degrees).
  */
+#define HXTVEL_BACKING_UNKNOWN 0
+#define HXTVEL_BACKING_WHITE 1
+#define HXTVEL_BACKING_BLACK 2
+#define HXTVEL_ILLUMINATION_A 0
+#define HXTVEL_ILLUMINATION_C 1
+#define HXTVEL_ILLUMINATION_D50 2
+#define HXTVEL_ILLUMINATION_D65 3
+#define HXTVEL_ILLUMINATION_F2 4
+#define HXTVEL_ILLUMINATION_F7 5
+#define HXTVEL_ILLUMINATION_F11 6
+#define HXTVEL_ILLUMINATION_F12 7
+#define HXTVEL_ILLUMINATION_D75 8
+#define HXTVEL_ILLUMINATION_D55 9
+#define HXTVEL_ILLUMINATION_F8 10
+#define HXTVEL_ILLUMINATION_F10 11
+#define HXTVEL_OBSERVER_ANGLE_2 0
+#define HXTVEL_OBSERVER_ANGLE_10 1
+#define HXTVEL_FILTER_NONE 0
+#define HXTVEL_FILTER_UVCUT 1
 #pragma pack(push, 1)
 typedef struct velSensorInfo {
     char instrument[32];
@@ -186,8 +216,43 @@ HXTVEL_STATIC_CHECK(mchart_size, sizeof(velMChartStruct) == 52);
 #define HXTVEL_E_CONV_ARG 302u
 #define HXTVEL_E_CONV_MEMORY 303u
 #define HXTVEL_E_CONV_RANGE 304u
-/* wedge division */
+/* wedge division (signed codes) */
 #define HXTVEL_E_WEDGE_DATA 402
 #define HXTVEL_E_WEDGE_MEMORY 403
+
+/*
+ * A short phrase for any result code of any family, for messages:
+ *   fprintf(stderr, "read failed: %s\n", hxtvel_code_text(code));
+ * Header-only: no library call. Codes mean slightly different things in
+ * different operations of a family (101 is "no colour kind" when reading and
+ * "write failed" when writing); the phrase names both where they differ.
+ */
+static inline const char *hxtvel_code_text(int64_t code) {
+    switch (code) {
+    case 0: return "success";
+    case 101: return "no colour kind requested (reading), or the file could not be written (writing)";
+    case 102: return "the file breaks the CGATS format";
+    case 103: return "nothing to write (no data sets), or no spectral column understood (reading)";
+    case 104: return "the file could not be opened";
+    case 105: return "a value is out of its range, or the sensor information is invalid";
+    case 106: return "the instance already holds data read from a file";
+    case 107: return "invalid argument (null handle or pointer, zero count, unknown kind or file type)";
+    case 108: return "out of memory";
+    case 202: return "the chart setting is missing or cannot give a page";
+    case 203: return "no patch colours set";
+    case 204: return "resolution out of range (30 to 1200 dpi), or a page of 4 GiB or more";
+    case 205: return "a page could not be drawn";
+    case 206: return "invalid chart argument or setting (null handle included)";
+    case 207: return "out of memory, or nothing drawn yet";
+    case 208: return "a page file could not be opened";
+    case 209: return "a page file could not be written";
+    case 302: return "invalid illuminant, observer, method or result pointer";
+    case 303: return "out of memory";
+    case 304: return "wavelengths outside 380 to 780 nm, or a L*a*b* value out of range";
+    case 402: return "bad argument or stream data, or the chart ID is not in the stream";
+    case 403: return "out of memory";
+    default: return "unknown result code";
+    }
+}
 
 #endif /* HXTVEL_TYPES_H */

@@ -99,7 +99,8 @@ std::string binary_kind(const std::vector<unsigned char> &b) {
     if (starts("\xff\xd8\xff", 3)) return "a JPEG image";
     if (starts("II*\0", 4) || starts("MM\0*", 4)) return "a TIFF image";
     if (starts("%PDF", 4)) return "a PDF document";
-    if (std::find(b.begin(), b.begin() + long(std::min<size_t>(b.size(), 4096)), 0) != b.end()) return "a binary file";
+    const auto head_end = b.begin() + long(std::min<size_t>(b.size(), 4096));
+    if (std::find(b.begin(), head_end, 0) != head_end) return "a binary file";
     return "";
 }
 
