@@ -9,10 +9,12 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <thread>
 
 namespace hximport {
 
@@ -653,10 +655,15 @@ bool make_name_writable(velSensorInfo &s) {
 namespace {
 
 std::string read_text(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw import_error(failure::missing_file, path + ": cannot open (" + std::strerror(errno) + ")");
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad()) throw import_error(failure::missing_file, path + ": read error");
+    FILE *f = std::fopen(path.c_str(), "rb");
+    if (!f) throw import_error(failure::missing_file, path + ": cannot open (" + std::strerror(errno) + ")");
+    std::string text;
+    char block[1 << 16];
+    size_t n;
+    while ((n = std::fread(block, 1, sizeof block, f)) > 0) text.append(block, n);
+    const bool failed = std::ferror(f) != 0;
+    std::fclose(f);
+    if (failed) throw import_error(failure::missing_file, path + ": read error");
     return text;
 }
 
@@ -924,7 +931,155 @@ void store_spectra(import_result &r, const table_layout &layout, const spectral_
     }
 }
 
+// ---------------------------------------------------------------------------
+// Plain files: what the library's reader takes as written, recognised from
+// the header alone, read by it without a second parser.
+// ---------------------------------------------------------------------------
+
+// The fields of a line (or of lines) split at blanks, tabs and line ends.
+std::vector<std::string_view> words_of(std::string_view line) {
+    std::vector<std::string_view> out;
+    size_t i = 0;
+    while (i < line.size()) {
+        while (i < line.size() && std::strchr(" \t\r\n", line[i])) ++i;
+        const size_t start = i;
+        while (i < line.size() && !std::strchr(" \t\r\n", line[i])) ++i;
+        if (i > start) out.push_back(line.substr(start, i - start));
+    }
+    return out;
+}
+
+// A file of one CGATS.17 table whose columns are the library's own names in
+// their order (SAMPLE_ID, the colour kinds complete, spectra as SPECTRAL_<nm>
+// in 10 nm steps inside 380-780 nm), with nothing to rescale: read by the
+// library's reader. Anything else, or a file that reader refuses, is left to
+// the full import (nullopt).
+// The header alone decides; a second table is left to the library's reader
+// to refuse (its block keywords must stand once each).
+std::optional<import_result> plain_file(const std::string &path, const import_options &o) {
+    std::string text;  // the file up to its data format, at least
+    if (FILE *f = std::fopen(path.c_str(), "rb")) {
+        char block[1 << 14];
+        size_t n;
+        while (text.find("END_DATA_FORMAT") == std::string::npos && text.size() < (1 << 20) &&
+               (n = std::fread(block, 1, sizeof block, f)) > 0) {
+            text.append(block, n);
+        }
+        std::fclose(f);
+    }
+    if (text.compare(0, 5, "CGATS") != 0) return std::nullopt;
+    const size_t format = text.find("BEGIN_DATA_FORMAT");
+    if (format == std::string::npos) return std::nullopt;
+    import_result r;
+    r.sheet_type = "CGATS.17";
+    size_t at = 0;
+    for (size_t line = 0; at < format; ++line) {  // header keywords
+        const size_t end = std::min(text.find_first_of("\r\n", at), format);
+        const std::string_view l(text.data() + at, end - at);
+        at = end + 1;
+        if (line == 0 || l.empty() || l[0] == '#') continue;
+        const size_t blank = l.find_first_of(" \t");
+        std::string key(l.substr(0, blank)), value;
+        if (blank != std::string_view::npos) value = std::string(l.substr(l.find_first_not_of(" \t", blank)));
+        if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
+        if (key == "SPECTRAL_NORM" || (key == "ORIGINATOR" && (upper(value).find("ARGYLL") != std::string::npos ||
+                                                               upper(value).find("DISPLAYCAL") != std::string::npos))) {
+            return std::nullopt;
+        }
+        r.properties.emplace_back(key, value);
+    }
+    const size_t fields_at = text.find_first_of("\r\n", format) + 1;
+    const size_t fields_end = text.find("END_DATA_FORMAT", fields_at);
+    if (fields_end == std::string::npos) return std::nullopt;
+    const std::vector<std::string_view> fields = words_of(std::string_view(text).substr(fields_at, fields_end - fields_at));
+    static const char *const kOrder[] = {"RGB_R", "RGB_G", "RGB_B", "CMYK_C", "CMYK_M", "CMYK_Y", "CMYK_K",
+                                         "LAB_L", "LAB_A", "LAB_B", "XYZ_X", "XYZ_Y", "XYZ_Z"};
+    static const size_t kFirst[] = {0, 3, 7, 10, 13};
+    int sample_id = -1;
+    size_t next = 0;  // the next colour name expected in the library's order
+    std::vector<unsigned> nm;
+    for (size_t c = 0; c < fields.size(); ++c) {
+        const std::string_view f = fields[c];
+        r.columns.emplace_back(f);
+        if (f == "SAMPLE_ID" && sample_id < 0) {
+            sample_id = int(c);
+        } else if (f.compare(0, 9, "SPECTRAL_") == 0 && f.size() > 9 &&
+                   f.find_first_not_of("0123456789", 9) == std::string_view::npos && f.size() < 14) {
+            nm.push_back(unsigned(std::stoul(std::string(f.substr(9)))));
+        } else {
+            const auto known = std::find(std::begin(kOrder), std::end(kOrder), f);
+            if (known == std::end(kOrder) || size_t(known - kOrder) < next || !nm.empty()) return std::nullopt;
+            const size_t i = size_t(known - kOrder);
+            const size_t kind = size_t(std::upper_bound(std::begin(kFirst), std::end(kFirst), i) - kFirst) - 1;
+            if (i != kFirst[kind] && i != next) return std::nullopt;  // a kind's components in order, complete
+            next = i + 1;
+            if (next == kFirst[kind + 1]) r.file_kinds |= kKindFlags[kind];
+        }
+    }
+    for (size_t k = 0; k < 4; ++k) {
+        if (next > kFirst[k] && next < kFirst[k + 1]) return std::nullopt;  // the last kind cut short
+    }
+    if (!nm.empty()) {
+        if (nm.size() < 2 || nm[0] < 380 || nm.back() > 780 || nm[0] % 10) return std::nullopt;
+        for (size_t i = 1; i < nm.size(); ++i) {
+            if (nm[i] != nm[i - 1] + 10) return std::nullopt;
+        }
+        r.file_kinds |= HXTVEL_CLR_SPECTRAL;
+        r.spectral = r.file_spectral = spectral_layout{double(nm[0]), double(nm.back()), 10};
+    }
+    const uint8_t kinds = r.file_kinds & o.kinds;
+    if (!kinds) return std::nullopt;
+    // The sample IDs are gathered while the library reads the values.
+    std::thread ids([&, fields_end] {
+        if (sample_id < 0) return;
+        try {
+            text = read_text(path);
+        } catch (const import_error &) {
+            return;  // the library's reader reports the file
+        }
+        size_t p = text.find("BEGIN_DATA", fields_end + 15);
+        if (p == std::string::npos) return;
+        p = text.find_first_of("\r\n", p);
+        while (p != std::string::npos && p < text.size()) {
+            const size_t start = text.find_first_not_of("\r\n", p);
+            if (start == std::string::npos) break;
+            const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
+            const std::string_view line(text.data() + start, end - start);
+            if (line.compare(0, 8, "END_DATA") == 0) break;
+            if (line[0] != '#') {  // field sample_id of the line
+                size_t i = 0, field = 0;
+                while (true) {
+                    while (i < line.size() && (line[i] == ' ' || line[i] == '\t')) ++i;
+                    const size_t start = i;
+                    while (i < line.size() && line[i] != ' ' && line[i] != '\t') ++i;
+                    if (start == i) break;
+                    if (field++ == size_t(sample_id)) {
+                        r.ids.emplace_back(line.substr(start, i - start));
+                        break;
+                    }
+                }
+            }
+            p = end;
+        }
+    });
+    const uint32_t code = HXTVEL_ReadCGATS(r.data.get(), path.c_str(), kinds);
+    ids.join();
+    if (code != 0) return std::nullopt;
+    const stored s = what_is_stored(r.data);
+    if (s.kinds != kinds || (!r.ids.empty() && r.ids.size() != s.sets)) return std::nullopt;
+    r.kinds = kinds;
+    r.sets = s.sets;
+    r.strict = true;
+    if (const std::optional<velSensorInfo> sensor = stated_conditions(r)) {
+        check_stored(HXTVEL_SetSensorInfo(r.data.get(), *sensor), "measuring conditions");
+    }
+    return r;
+}
+
 import_result import_file(const std::string &path, const import_options &o) {
+    if (o.table == 1) {
+        if (std::optional<import_result> plain = plain_file(path, o)) return std::move(*plain);
+    }
     const std::string text = read_text(path);
     const it8_file file(text);
     cmsHANDLE h = file.get();

@@ -1,0 +1,297 @@
+"""hxtvel: colour measurements, measurement charts and colour differences on numpy arrays.
+
+The library behind the hxtvel tool, for Python::
+
+    import hxtvel
+    ref = hxtvel.read_cgats("reference.cgats")        # Lab, CMYK, spectra ... as arrays
+    smp = hxtvel.read_cgats("measured.ti3")           # ArgyllCMS, instrument exports ...
+    de = hxtvel.delta_e(ref.lab, smp.lab)             # CIEDE2000 per patch, shape (n,)
+    lab = hxtvel.spectra_to_lab(smp.spectra, 380, 730, 10, illuminant="D65", observer=10)
+    pages = hxtvel.Chart(page="A4", patch=(6, 6), colours=ref.cmyk).pages()
+
+Contents:
+    read_cgats, Measurement, Sensor   measurement files (CGATS.17 and other dialects)
+    delta_e                           CIE 1976, 1994, CIEDE2000 and CMC differences
+    spectra_to_xyz, spectra_to_lab    spectral reflectance to XYZ and L*a*b*
+    Chart                             measurement chart pages as TIFF or arrays
+    spectrobin                        charts and spectra of an instrument's stream
+    Error                             every refusal, with the library's code
+
+Values are bit-identical to the library's C functions for the same inputs.
+Array work runs without the GIL, so threads run in parallel.
+"""
+import dataclasses
+import warnings
+from typing import List, Optional, Sequence, Tuple, Union
+
+import numpy as np
+
+
+class Error(Exception):
+    """A refusal of the library: `code` is its numeric result code (102 a file
+    that breaks the format, 105 a value out of range, 304 wavelengths or L*a*b*
+    out of range, 402 a malformed stream ...), the message says what and where."""
+
+    def __init__(self, message: str, code: int = 0):
+        super().__init__(message)
+        self.code = code
+
+
+from . import _core  # noqa: E402  (the error type must exist first)
+
+_core._set_error_type(Error)
+
+from . import spectrobin  # noqa: E402
+
+__all__ = ["Error", "Sensor", "Measurement", "read_cgats", "delta_e", "spectra_to_xyz", "spectra_to_lab",
+           "Chart", "spectrobin", "LAYOUTS", "KINDS"]
+
+KINDS = ("rgb", "cmyk", "lab", "xyz", "spectra")
+_KIND_FLAGS = {"rgb": 1, "cmyk": 2, "lab": 4, "xyz": 8, "spectra": 16, "spectral": 16}
+
+_BACKINGS = ("unknown", "white", "black")
+_ILLUMINANTS = ("A", "C", "D50", "D65", "F2", "F7", "F11", "F12", "D75", "D55", "F8", "F10")
+_OBSERVERS = (2, 10)
+_FILTERS = ("none", "UVcut")
+
+
+def _code(table, value, what):
+    if isinstance(value, str):
+        names = [str(t).lower() for t in table]
+        if value.lower() in names:
+            return names.index(value.lower())
+    elif value in table and not isinstance(value, bool) and table is _OBSERVERS:
+        return table.index(value)
+    raise Error("%s: expected one of %s, not %r" % (what, ", ".join(map(str, table)), value), 105)
+
+
+@dataclasses.dataclass
+class Sensor:
+    """The measuring conditions of an instrument, as a CGATS file states them.
+
+    backing: "unknown", "white" or "black"; illumination: "A", "C", "D50", "D65",
+    "F2", "F7", "F11", "F12", "D75", "D55", "F8" or "F10"; observer: 2 or 10
+    (degrees); filter: "none" or "UVcut"; temperature and humidity: 0 to 255.
+    The instrument name holds at most 31 bytes, no double quote, no control
+    character and no CGATS block keyword.
+    """
+    instrument: str = ""
+    backing: str = "unknown"
+    temperature: int = 0
+    humidity: int = 0
+    illumination: str = "D50"
+    observer: int = 2
+    filter: str = "none"
+
+    def _codes(self) -> tuple:
+        return (self.instrument, _code(_BACKINGS, self.backing, "sensor.backing"), int(self.temperature),
+                int(self.humidity), _code(_ILLUMINANTS, self.illumination, "sensor.illumination"),
+                _code(_OBSERVERS, self.observer, "sensor.observer"), _code(_FILTERS, self.filter, "sensor.filter"))
+
+    @classmethod
+    def _from_codes(cls, t) -> "Sensor":
+        def name(table, i):
+            return table[i] if i < len(table) else "code %d" % i
+        return cls(t[0], name(_BACKINGS, t[1]), t[2], t[3], name(_ILLUMINANTS, t[4]), name(_OBSERVERS, t[5]),
+                   name(_FILTERS, t[6]))
+
+
+def _array(value, width=None, name="array"):
+    if value is None:
+        return None
+    a = np.ascontiguousarray(value, dtype=np.float64)
+    if width is not None and (a.ndim != 2 or a.shape[1] != width):
+        raise Error("%s: expected shape (n, %d), got %s" % (name, width, a.shape), 107)
+    return a
+
+
+class Measurement:
+    """One set of colour measurements: numpy arrays of one row per patch.
+
+    Attributes (None when the kind is absent): rgb (n, 3) 0-255, cmyk (n, 4)
+    percent, lab (n, 3), xyz (n, 3), spectra (n, k) reflectance (1.0 = white)
+    at wavelengths (k,) nm, ids (SAMPLE_ID of each patch), sensor (Sensor).
+
+    Built from arrays, the library's range checks apply at once (hxtvel.Error
+    naming row and column): ``Measurement(lab=lab, spectra=s, wavelengths=w)``.
+    """
+
+    def __init__(self, rgb=None, cmyk=None, lab=None, xyz=None, spectra=None, wavelengths=None,
+                 sensor: Optional[Sensor] = None, ids: Optional[Sequence[str]] = None, _checked=False):
+        self.rgb = _array(rgb, 3, "rgb")
+        self.cmyk = _array(cmyk, 4, "cmyk")
+        self.lab = _array(lab, 3, "lab")
+        self.xyz = _array(xyz, 3, "xyz")
+        self.spectra = _array(spectra, None, "spectra")
+        self.wavelengths = _array(wavelengths, None, "wavelengths")
+        self.sensor = sensor
+        self.ids = list(ids) if ids is not None else None
+        if (self.spectra is None) != (self.wavelengths is None):
+            raise Error("spectra and wavelengths come together", 107)
+        if not _checked:
+            _core.check_arrays(*self._arrays())
+
+    def _arrays(self):
+        return (self.rgb, self.cmyk, self.lab, self.xyz, self.spectra, self.wavelengths,
+                self.sensor._codes() if self.sensor is not None else None)
+
+    def __len__(self) -> int:
+        return max((len(a) for a in (self.rgb, self.cmyk, self.lab, self.xyz, self.spectra) if a is not None),
+                   default=0)
+
+    def __repr__(self) -> str:
+        kinds = [k for k in KINDS if getattr(self, k) is not None]
+        return "<hxtvel.Measurement %d patches: %s>" % (len(self), ", ".join(kinds) or "empty")
+
+    def write_cgats(self, path: str) -> None:
+        """Writes a CGATS.17 file (the sensor's conditions in its header)."""
+        _core.write_file(str(path), -1, *self._arrays())
+
+    def write_text(self, path: str, sep: str = ",") -> None:
+        """Writes the values only, one line per patch, separated by "," or a tab."""
+        if sep not in (",", "\t"):
+            raise Error("sep: expected ',' or '\\t'", 107)
+        _core.write_file(str(path), 0 if sep == "," else 1, *self._arrays())
+
+    def to_pandas(self):
+        """The values as a pandas DataFrame, one row per patch, indexed by SAMPLE_ID."""
+        import pandas as pd
+        columns = {}
+        names = {"rgb": "RGB_R RGB_G RGB_B", "cmyk": "CMYK_C CMYK_M CMYK_Y CMYK_K", "lab": "LAB_L LAB_A LAB_B",
+                 "xyz": "XYZ_X XYZ_Y XYZ_Z"}
+        for kind, cols in names.items():
+            a = getattr(self, kind)
+            if a is not None:
+                for i, c in enumerate(cols.split()):
+                    columns[c] = a[:, i]
+        if self.spectra is not None:
+            for i, w in enumerate(self.wavelengths):
+                columns["SPECTRAL_%g" % w] = self.spectra[:, i]
+        index = pd.Index(self.ids if self.ids is not None else range(1, len(self) + 1), name="SAMPLE_ID")
+        return pd.DataFrame(columns, index=index)
+
+
+def read_cgats(path, kinds: Optional[Sequence[str]] = None, table: int = 1) -> Measurement:
+    """Reads a measurement file: CGATS.17 as the library writes it, and the
+    dialects of instruments and other colour tools (ArgyllCMS .ti1/.ti3/.gam,
+    instrument exports: any spectral column spelling, several tables, any
+    wavelength spacing resampled to 10 nm, scales converted). Every
+    adjustment the import makes is issued as a warning. `kinds` limits what
+    is read ("rgb", "cmyk", "lab", "xyz", "spectra"); `table` counts from 1.
+    A missing file raises FileNotFoundError, a file that cannot be read
+    hxtvel.Error."""
+    flags = 31
+    if kinds is not None:
+        try:
+            flags = sum({_KIND_FLAGS[k] for k in kinds})
+        except KeyError as e:
+            raise Error("kinds: expected some of %s, not %s" % (", ".join(KINDS), e), 107) from None
+    d = _core.read_cgats(str(path), flags, int(table))
+    for note in d["notes"]:
+        warnings.warn("%s: %s" % (path, note), stacklevel=2)
+    sensor = Sensor._from_codes(d["sensor"]) if d["sensor"] is not None else None
+    return Measurement(d["rgb"], d["cmyk"], d["lab"], d["xyz"], d["spectra"], d["wavelengths"], sensor, d["ids"],
+                       _checked=True)
+
+
+_METHODS = {"76": 0, "94": 1, "2000": 2, "00": 2, "cmc21": 3, "cmc11": 4}
+
+
+def delta_e(lab1, lab2, method: str = "2000") -> np.ndarray:
+    """Colour difference of lab2 (samples) against lab1 (references), arrays of
+    L*a*b* of shape (..., 3), broadcast together; result of shape (...).
+
+    method: "76" (CIE 1976), "94" (CIE 1994), "2000" (CIEDE2000), "cmc21",
+    "cmc11" (CMC l:c). L* must lie in 0-100, a* and b* in -128-128 (Error
+    304 names the first pair outside)."""
+    if str(method) not in _METHODS:
+        raise Error("method: expected one of 76, 94, 2000, cmc21, cmc11, not %r" % (method,), 302)
+    a, b = np.broadcast_arrays(np.asarray(lab1, dtype=np.float64), np.asarray(lab2, dtype=np.float64))
+    if a.shape[-1:] != (3,):
+        raise Error("delta_e: expected arrays of shape (..., 3), got %s" % (a.shape,), 302)
+    shape = a.shape[:-1]
+    out = _core.delta_e(np.ascontiguousarray(a).reshape(-1, 3), np.ascontiguousarray(b).reshape(-1, 3),
+                        _METHODS[str(method)])
+    return out.reshape(shape)
+
+
+_LIGHTS = {"D50": 1, "D65": 2, "A": 3}
+
+
+def _convert(spectra, start, end, step, illuminant, observer, lab):
+    light = _LIGHTS.get(str(illuminant).upper())
+    if light is None or observer not in (2, 10):
+        raise Error("illuminant: expected D50, D65 or A, observer 2 or 10", 302)
+    s = np.asarray(spectra, dtype=np.float64)
+    shape = s.shape[:-1]
+    out = _core.spectra_convert(np.ascontiguousarray(s).reshape(-1, s.shape[-1] if s.ndim else 0), int(start),
+                                int(end), int(step), light, 0 if observer == 2 else 1, lab)
+    return out.reshape(shape + (3,))
+
+
+def spectra_to_xyz(spectra, start: int, end: int, step: int, illuminant: str = "D50", observer: int = 2):
+    """Spectral reflectance (..., k) at start..end nm by step to CIE XYZ (..., 3),
+    white normalised to Y = 100, under "D50", "D65" or "A" and the 2 or 10
+    degree observer. Wavelengths must lie within 380-780 nm; the tables are
+    read every 10 nm, so give 10 nm spectra (read_cgats resamples others)."""
+    return _convert(spectra, start, end, step, illuminant, observer, False)
+
+
+def spectra_to_lab(spectra, start: int, end: int, step: int, illuminant: str = "D50", observer: int = 2):
+    """As spectra_to_xyz, but CIE L*a*b* against the white of the same
+    illuminant and observer."""
+    return _convert(spectra, start, end, step, illuminant, observer, True)
+
+
+LAYOUTS = {"tl-right": (8, 4), "tl-down": (8, 1), "tr-left": (4, 8), "tr-down": (4, 1),
+           "bl-right": (2, 4), "bl-up": (2, 2), "br-left": (1, 8), "br-up": (1, 2)}
+_PAGES = {"A3": (297, 420), "A4": (210, 297), "A5": (148, 210), "LETTER": (215.9, 279.4)}
+
+
+class Chart:
+    """A measurement chart: patches in a grid, pages, positioning bar.
+
+    page: "A3", "A4", "A5", "letter" or (width, height) in mm; dpi: 30-1200;
+    patch: (width, height) in mm; layout: corner of patch 0 and the first
+    direction, one of LAYOUTS ("tl-right" ... "br-up"); colours: (n, 3) RGB
+    0-255 or (n, 4) CMYK in percent; whitebar: white breaks in the side bars
+    of pages drawn to files, pixels at 300 dpi (0-60)."""
+
+    def __init__(self, page: Union[str, Tuple[float, float]] = "A4", dpi: int = 300,
+                 patch: Tuple[float, float] = (6, 6), layout: str = "tl-right", colours=None, whitebar: int = 0):
+        if isinstance(page, str):
+            if page.upper() not in _PAGES:
+                raise Error("page: expected A3, A4, A5, letter or (width, height) in mm, not %r" % page, 206)
+            page = _PAGES[page.upper()]
+        if layout not in LAYOUTS:
+            raise Error("layout: expected one of %s, not %r" % (", ".join(LAYOUTS), layout), 206)
+        if colours is None:
+            raise Error("colours: the patch colours are needed", 206)
+        self.colours = np.ascontiguousarray(colours, dtype=np.float64)
+        first, second = LAYOUTS[layout]
+        tenths = [int(round(v * 10)) for v in (page[0], page[1])] + [int(dpi)] + [int(round(v * 10)) for v in patch]
+        self._setting = tuple(tenths[:3] + tenths[3:]) + (first, second, int(whitebar))
+
+    def geometry(self, bar: bool = True) -> List[dict]:
+        """The pages, without drawing: one dict per page (patches, columns,
+        rows, width, height in pixels, patch size ...)."""
+        return _core.chart_geometry(self._setting, self.colours, bool(bar))
+
+    def tiff_pages(self, bar: bool = True) -> List[bytes]:
+        """Every page as the bytes of an uncompressed TIFF file."""
+        return _core.chart_pages(self._setting, self.colours, bool(bar))[0]
+
+    def pages(self, bar: bool = True) -> List[np.ndarray]:
+        """Every page as an array (height, width, 3) RGB or (height, width, 4) CMYK, uint8."""
+        tiffs, records = _core.chart_pages(self._setting, self.colours, bool(bar))
+        samples = self.colours.shape[1]
+        out = []
+        for tiff, r in zip(tiffs, records):
+            n = r["width"] * r["height"] * samples
+            out.append(np.frombuffer(tiff, dtype=np.uint8)[-n:].reshape(r["height"], r["width"], samples))
+        return out
+
+    def write(self, prefix: str, bar: bool = True) -> List[str]:
+        """Writes page n to "<prefix><n>.tif"; returns the file names."""
+        pages = _core.chart_write(self._setting, self.colours, bool(bar), str(prefix))
+        return ["%s%d.tif" % (prefix, n) for n in range(pages)]
