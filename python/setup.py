@@ -1,0 +1,52 @@
+"""Builds the Python package hxtvel from this checkout, offline, with Debian's
+packages (python3-pybind11, python3-numpy, liblcms2-dev):
+
+    /usr/bin/python3 -m venv --system-site-packages .venv
+    .venv/bin/pip install --no-build-isolation ./python
+
+The extension compiles the library's sources and the measurement import
+itself (the same sources as libhxtvel.so; nothing of it is exported).
+"""
+import glob
+import os
+
+from pybind11.setup_helpers import Pybind11Extension, build_ext
+from setuptools import setup
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(HERE)
+
+
+def rel(*parts):
+    """Paths relative to this folder, as setuptools wants them."""
+    return os.path.relpath(os.path.join(ROOT, *parts), HERE)
+
+
+SOURCE_DIRS = ["commonlib/liblock/source", "commonlib/libtrace/source", "libs/libcgats/source",
+               "libs/libcolorconv/source", "libs/Libwedgecreate/source", "libs/libwegedivide/source"]
+sources = ["src/hxtvel_module.cpp", rel("api", "hxtvel_cgats_api.cpp"),
+           rel("tools", "hxtvel", "measurement_import.cpp"), rel("tools", "hxtvel", "cgats_diagnosis.cpp")]
+for d in SOURCE_DIRS:
+    sources += sorted(os.path.relpath(p, HERE) for p in glob.glob(os.path.join(ROOT, d, "*.cpp")))
+
+core = Pybind11Extension(
+    "hxtvel._core",
+    sources,
+    include_dirs=[rel("api")] + [rel(d) for d in SOURCE_DIRS] + [rel("tools", "hxtvel")],
+    libraries=["lcms2"],
+    cxx_std=17,
+    extra_compile_args=["-fvisibility=hidden", "-O2"],
+)
+
+setup(
+    name="hxtvel",
+    version="1.0.0",
+    description="Colour measurements, measurement charts and colour differences on numpy arrays",
+    packages=["hxtvel"],
+    package_data={"hxtvel": ["py.typed", "*.pyi"]},
+    ext_modules=[core],
+    cmdclass={"build_ext": build_ext},
+    install_requires=["numpy"],
+    python_requires=">=3.9",
+    zip_safe=False,
+)
