@@ -132,6 +132,7 @@ INSTANTIATE_TEST_SUITE_P(
                 {"LAB columns mapped by name (LAB_B LAB_A LAB_L)"}, lab_is(0, {50, 10, -10})},
         Dialect{"ExponentsCrLf", lab("6e1", "CGATS.17\r\n", "\r\n"), {"numbers with exponents"}, lab_is(1, {60, 0, 5})},
         Dialect{"CrOnly", lab("60", "CGATS.17\r", "\r"), {}, lab_is(1, {60, 0, 5})},
+        Dialect{"HeaderLineEndsInBlanks", lab("60", "CGATS.17\nORIGINATOR \t \n"), {}, lab_is(1, {60, 0, 5})},
         Dialect{"ArgyllFirstTable", kArgyll, {"table 1 of 2", "RGB rescaled from 0-100", "numbers with exponents"},
                 [](const import_result &r) {
                     EXPECT_EQ(r.ids, (std::vector<std::string>{"1", "2"}));

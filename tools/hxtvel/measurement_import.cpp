@@ -10,11 +10,11 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <thread>
 
 namespace hximport {
 
@@ -949,6 +949,44 @@ std::vector<std::string_view> words_of(std::string_view line) {
     return out;
 }
 
+// Field `column` (from 0) of every data line of the file, between the
+// BEGIN_DATA and END_DATA lines: fields split at blanks and tabs, comment
+// and empty lines skipped. A line without that field ends the scan (the
+// count then disagrees with the library's, and the file goes to the full
+// import). Streams the file line by line: no copy of it is kept.
+std::vector<std::string> data_column(const std::string &path, size_t column) {
+    std::vector<std::string> out;
+    FILE *f = std::fopen(path.c_str(), "rb");
+    if (!f) return out;
+    char *buffer = nullptr;
+    size_t capacity = 0;
+    bool data = false;
+    for (ssize_t n; (n = ::getline(&buffer, &capacity, f)) >= 0;) {
+        std::string_view line(buffer, size_t(n));
+        while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
+        if (!data) {
+            data = line.compare(0, 10, "BEGIN_DATA") == 0 && line.compare(0, 17, "BEGIN_DATA_FORMAT") != 0;
+            continue;
+        }
+        if (line.empty() || line[0] == '#') continue;
+        if (line.compare(0, 8, "END_DATA") == 0) break;
+        size_t i = 0, field = 0;
+        for (;; ++field) {
+            while (i < line.size() && (line[i] == ' ' || line[i] == '\t')) ++i;
+            const size_t start = i;
+            while (i < line.size() && line[i] != ' ' && line[i] != '\t') ++i;
+            if (start == i || field == column) {
+                if (start != i) out.emplace_back(line.substr(start, i - start));
+                break;
+            }
+        }
+        if (field != column) break;
+    }
+    std::free(buffer);
+    std::fclose(f);
+    return out;
+}
+
 // A file of one CGATS.17 table whose columns are the library's own names in
 // their order (SAMPLE_ID, the colour kinds complete, spectra as SPECTRAL_<nm>
 // in 10 nm steps inside 380-780 nm), with nothing to rescale: read by the
@@ -975,12 +1013,13 @@ std::optional<import_result> plain_file(const std::string &path, const import_op
     size_t at = 0;
     for (size_t line = 0; at < format; ++line) {  // header keywords
         const size_t end = std::min(text.find_first_of("\r\n", at), format);
-        const std::string_view l(text.data() + at, end - at);
+        std::string_view l(text.data() + at, end - at);
         at = end + 1;
+        while (!l.empty() && (l.back() == ' ' || l.back() == '\t')) l.remove_suffix(1);
         if (line == 0 || l.empty() || l[0] == '#') continue;
-        const size_t blank = l.find_first_of(" \t");
+        const size_t blank = std::min(l.find_first_of(" \t"), l.size());
         std::string key(l.substr(0, blank)), value;
-        if (blank != std::string_view::npos) value = std::string(l.substr(l.find_first_not_of(" \t", blank)));
+        if (blank < l.size()) value = std::string(l.substr(l.find_first_not_of(" \t", blank)));
         if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
         if (key == "SPECTRAL_NORM" || (key == "ORIGINATOR" && (upper(value).find("ARGYLL") != std::string::npos ||
                                                                upper(value).find("DISPLAYCAL") != std::string::npos))) {
@@ -988,7 +1027,9 @@ std::optional<import_result> plain_file(const std::string &path, const import_op
         }
         r.properties.emplace_back(key, value);
     }
-    const size_t fields_at = text.find_first_of("\r\n", format) + 1;
+    const size_t format_line_end = text.find_first_of("\r\n", format);
+    if (format_line_end == std::string::npos) return std::nullopt;
+    const size_t fields_at = format_line_end + 1;
     const size_t fields_end = text.find("END_DATA_FORMAT", fields_at);
     if (fields_end == std::string::npos) return std::nullopt;
     const std::vector<std::string_view> fields = words_of(std::string_view(text).substr(fields_at, fields_end - fields_at));
@@ -1029,44 +1070,11 @@ std::optional<import_result> plain_file(const std::string &path, const import_op
     }
     const uint8_t kinds = r.file_kinds & o.kinds;
     if (!kinds) return std::nullopt;
-    // The sample IDs are gathered while the library reads the values.
-    std::thread ids([&, fields_end] {
-        if (sample_id < 0) return;
-        try {
-            text = read_text(path);
-        } catch (const import_error &) {
-            return;  // the library's reader reports the file
-        }
-        size_t p = text.find("BEGIN_DATA", fields_end + 15);
-        if (p == std::string::npos) return;
-        p = text.find_first_of("\r\n", p);
-        while (p != std::string::npos && p < text.size()) {
-            const size_t start = text.find_first_not_of("\r\n", p);
-            if (start == std::string::npos) break;
-            const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
-            const std::string_view line(text.data() + start, end - start);
-            if (line.compare(0, 8, "END_DATA") == 0) break;
-            if (line[0] != '#') {  // field sample_id of the line
-                size_t i = 0, field = 0;
-                while (true) {
-                    while (i < line.size() && (line[i] == ' ' || line[i] == '\t')) ++i;
-                    const size_t start = i;
-                    while (i < line.size() && line[i] != ' ' && line[i] != '\t') ++i;
-                    if (start == i) break;
-                    if (field++ == size_t(sample_id)) {
-                        r.ids.emplace_back(line.substr(start, i - start));
-                        break;
-                    }
-                }
-            }
-            p = end;
-        }
-    });
     const uint32_t code = HXTVEL_ReadCGATS(r.data.get(), path.c_str(), kinds);
-    ids.join();
     if (code != 0) return std::nullopt;
+    if (sample_id >= 0) r.ids = data_column(path, size_t(sample_id));
     const stored s = what_is_stored(r.data);
-    if (s.kinds != kinds || (!r.ids.empty() && r.ids.size() != s.sets)) return std::nullopt;
+    if (s.kinds != kinds || (sample_id >= 0 && r.ids.size() != s.sets)) return std::nullopt;
     r.kinds = kinds;
     r.sets = s.sets;
     r.strict = true;
