@@ -1,4 +1,4 @@
-"""hxtvel: colour measurements, measurement charts and colour differences on numpy arrays.
+"""Colour measurements, measurement charts and colour differences on numpy arrays.
 
 The library behind the hxtvel tool, for Python::
 
@@ -16,11 +16,14 @@ Contents:
     Chart                             measurement chart pages as TIFF or arrays
     spectrobin                        charts and spectra of an instrument's stream
     Error                             every refusal, with the library's code
+    set_threads                       threads of the array loops
 
 Values are bit-identical to the library's C functions for the same inputs.
-Array work runs without the GIL, so threads run in parallel.
+Array loops, files and drawings run without the GIL, so Python threads run
+beside them; array loops are also split over set_threads() threads.
 """
 import dataclasses
+import math
 import warnings
 from typing import List, Optional, Sequence, Tuple, Union
 
@@ -36,6 +39,9 @@ class Error(Exception):
         super().__init__(message)
         self.code = code
 
+    def __reduce__(self):  # keeps the code across processes (Dask, multiprocessing)
+        return type(self), (str(self), self.code)
+
 
 from . import _core  # noqa: E402  (the error type must exist first)
 
@@ -44,7 +50,7 @@ _core._set_error_type(Error)
 from . import spectrobin  # noqa: E402
 
 __all__ = ["Error", "Sensor", "Measurement", "read_cgats", "delta_e", "spectra_to_xyz", "spectra_to_lab",
-           "Chart", "spectrobin", "LAYOUTS", "KINDS"]
+           "Chart", "spectrobin", "set_threads", "LAYOUTS", "KINDS", "METHODS", "ILLUMINANTS"]
 
 KINDS = ("rgb", "cmyk", "lab", "xyz", "spectra")
 _KIND_FLAGS = {"rgb": 1, "cmyk": 2, "lab": 4, "xyz": 8, "spectra": 16, "spectral": 16}
@@ -63,6 +69,12 @@ def _code(table, value, what):
     elif value in table and not isinstance(value, bool) and table is _OBSERVERS:
         return table.index(value)
     raise Error("%s: expected one of %s, not %r" % (what, ", ".join(map(str, table)), value), 105)
+
+
+def _byte(value, what):
+    if isinstance(value, bool) or not isinstance(value, (int, np.integer)) or not 0 <= value <= 255:
+        raise Error("%s: expected a whole number 0 to 255, not %r" % (what, value), 105)
+    return int(value)
 
 
 @dataclasses.dataclass
@@ -84,8 +96,11 @@ class Sensor:
     filter: str = "none"
 
     def _codes(self) -> tuple:
-        return (self.instrument, _code(_BACKINGS, self.backing, "sensor.backing"), int(self.temperature),
-                int(self.humidity), _code(_ILLUMINANTS, self.illumination, "sensor.illumination"),
+        if not isinstance(self.instrument, str):
+            raise Error("sensor.instrument: expected a str, not %r" % (self.instrument,), 105)
+        return (self.instrument, _code(_BACKINGS, self.backing, "sensor.backing"),
+                _byte(self.temperature, "sensor.temperature"), _byte(self.humidity, "sensor.humidity"),
+                _code(_ILLUMINANTS, self.illumination, "sensor.illumination"),
                 _code(_OBSERVERS, self.observer, "sensor.observer"), _code(_FILTERS, self.filter, "sensor.filter"))
 
     @classmethod
@@ -128,6 +143,11 @@ class Measurement:
         self.ids = list(ids) if ids is not None else None
         if (self.spectra is None) != (self.wavelengths is None):
             raise Error("spectra and wavelengths come together", 107)
+        rows = {k: len(getattr(self, k)) for k in KINDS if getattr(self, k) is not None}
+        if self.ids is not None:
+            rows["ids"] = len(self.ids)
+        if len(set(rows.values())) > 1:
+            raise Error("one row per patch in every kind: %s" % ", ".join("%s %d" % kv for kv in rows.items()), 107)
         if not _checked:
             _core.check_arrays(*self._arrays())
 
@@ -178,14 +198,19 @@ def read_cgats(path, kinds: Optional[Sequence[str]] = None, table: int = 1) -> M
     wavelength spacing resampled to 10 nm, scales converted). Every
     adjustment the import makes is issued as a warning. `kinds` limits what
     is read ("rgb", "cmyk", "lab", "xyz", "spectra"); `table` counts from 1.
-    A missing file raises FileNotFoundError, a file that cannot be read
-    hxtvel.Error."""
+    A file that cannot be opened raises the OSError that open() raises
+    (FileNotFoundError ...), a file that cannot be taken hxtvel.Error (102)
+    naming the line and the rule."""
     flags = 31
+    if isinstance(kinds, str):
+        kinds = [kinds]
     if kinds is not None:
         try:
             flags = sum({_KIND_FLAGS[k] for k in kinds})
         except KeyError as e:
             raise Error("kinds: expected some of %s, not %s" % (", ".join(KINDS), e), 107) from None
+    with open(path, "rb"):  # FileNotFoundError, PermissionError ... as Python raises them
+        pass
     d = _core.read_cgats(str(path), flags, int(table))
     for note in d["notes"]:
         warnings.warn("%s: %s" % (path, note), stacklevel=2)
@@ -194,6 +219,7 @@ def read_cgats(path, kinds: Optional[Sequence[str]] = None, table: int = 1) -> M
                        _checked=True)
 
 
+METHODS = ("76", "94", "2000", "cmc21", "cmc11")
 _METHODS = {"76": 0, "94": 1, "2000": 2, "00": 2, "cmc21": 3, "cmc11": 4}
 
 
@@ -203,7 +229,9 @@ def delta_e(lab1, lab2, method: str = "2000") -> np.ndarray:
 
     method: "76" (CIE 1976), "94" (CIE 1994), "2000" (CIEDE2000), "cmc21",
     "cmc11" (CMC l:c). L* must lie in 0-100, a* and b* in -128-128 (Error
-    304 names the first pair outside)."""
+    304 names the first pair outside). Every value is bit-identical to
+    HXTVEL_DeltaE's for that pair; the GIL is released and the pairs are
+    split over set_threads() threads."""
     if str(method) not in _METHODS:
         raise Error("method: expected one of 76, 94, 2000, cmc21, cmc11, not %r" % (method,), 302)
     a, b = np.broadcast_arrays(np.asarray(lab1, dtype=np.float64), np.asarray(lab2, dtype=np.float64))
@@ -211,20 +239,27 @@ def delta_e(lab1, lab2, method: str = "2000") -> np.ndarray:
         raise Error("delta_e: expected arrays of shape (..., 3), got %s" % (a.shape,), 302)
     shape = a.shape[:-1]
     out = _core.delta_e(np.ascontiguousarray(a).reshape(-1, 3), np.ascontiguousarray(b).reshape(-1, 3),
-                        _METHODS[str(method)])
+                        _METHODS[str(method)], list(shape))
     return out.reshape(shape)
 
 
+ILLUMINANTS = ("D50", "D65", "A")
 _LIGHTS = {"D50": 1, "D65": 2, "A": 3}
 
 
 def _convert(spectra, start, end, step, illuminant, observer, lab):
     light = _LIGHTS.get(str(illuminant).upper())
-    if light is None or observer not in (2, 10):
-        raise Error("illuminant: expected D50, D65 or A, observer 2 or 10", 302)
+    if light is None or observer not in (2, 10) or isinstance(observer, bool):
+        raise Error("expected the illuminant D50, D65 or A and the observer 2 or 10, not %r and %r"
+                    % (illuminant, observer), 302)
+    for name, v in (("start", start), ("end", end), ("step", step)):
+        if isinstance(v, bool) or not isinstance(v, (int, np.integer)) or not 0 <= v <= 65535:
+            raise Error("%s: expected whole nanometres 0 to 65535, not %r" % (name, v), 304)
     s = np.asarray(spectra, dtype=np.float64)
+    if s.ndim == 0:
+        raise Error("spectra: expected an array (..., k) of reflectances", 302)
     shape = s.shape[:-1]
-    out = _core.spectra_convert(np.ascontiguousarray(s).reshape(-1, s.shape[-1] if s.ndim else 0), int(start),
+    out = _core.spectra_convert(np.ascontiguousarray(s).reshape(-1, s.shape[-1]), int(start),
                                 int(end), int(step), light, 0 if observer == 2 else 1, lab)
     return out.reshape(shape + (3,))
 
@@ -233,14 +268,26 @@ def spectra_to_xyz(spectra, start: int, end: int, step: int, illuminant: str = "
     """Spectral reflectance (..., k) at start..end nm by step to CIE XYZ (..., 3),
     white normalised to Y = 100, under "D50", "D65" or "A" and the 2 or 10
     degree observer. Wavelengths must lie within 380-780 nm; the tables are
-    read every 10 nm, so give 10 nm spectra (read_cgats resamples others)."""
+    read every 10 nm, so give 10 nm spectra (read_cgats resamples others).
+    Each row is bit-identical to HXTVEL_SpectroRefToXYZ's for it, and the
+    wavelengths are refused as it refuses them (Error 304, 302 for the
+    illuminant, the observer or the number of values per row)."""
     return _convert(spectra, start, end, step, illuminant, observer, False)
 
 
 def spectra_to_lab(spectra, start: int, end: int, step: int, illuminant: str = "D50", observer: int = 2):
     """As spectra_to_xyz, but CIE L*a*b* against the white of the same
-    illuminant and observer."""
+    illuminant and observer (HXTVEL_SpectroRefToLAB row by row)."""
     return _convert(spectra, start, end, step, illuminant, observer, True)
+
+
+def set_threads(n: Optional[int] = None) -> int:
+    """Sets how many threads delta_e and the spectral conversions split their
+    rows over (None or 0: one per core, at most 8; 1 for a process that runs
+    beside others, e.g. a Dask worker per core); returns the number before."""
+    if n is not None and (isinstance(n, bool) or not isinstance(n, (int, np.integer)) or n < 0):
+        raise ValueError("set_threads: expected a whole number 0 or more, not %r" % (n,))
+    return _core.set_threads(int(n or 0))
 
 
 LAYOUTS = {"tl-right": (8, 4), "tl-down": (8, 1), "tr-left": (4, 8), "tr-down": (4, 1),
@@ -248,14 +295,31 @@ LAYOUTS = {"tl-right": (8, 4), "tl-down": (8, 1), "tr-left": (4, 8), "tr-down": 
 _PAGES = {"A3": (297, 420), "A4": (210, 297), "A5": (148, 210), "LETTER": (215.9, 279.4)}
 
 
+def _tenths(value, what):
+    """Millimetres (0 < mm < 100000, as the tool takes them) in tenths, rounded half away from zero."""
+    try:
+        w, h = (float(v) for v in value)
+    except (TypeError, ValueError):
+        raise Error("%s: expected (width, height) in mm, not %r" % (what, value), 206) from None
+    if not (0 < w < 100000 and 0 < h < 100000):
+        raise Error("%s: width and height must lie between 0 and 100000 mm, not %r" % (what, value), 206)
+    return [int(math.floor(v * 10 + 0.5)) for v in (w, h)]
+
+
 class Chart:
     """A measurement chart: patches in a grid, pages, positioning bar.
 
     page: "A3", "A4", "A5", "letter" or (width, height) in mm; dpi: 30-1200;
     patch: (width, height) in mm; layout: corner of patch 0 and the first
-    direction, one of LAYOUTS ("tl-right" ... "br-up"); colours: (n, 3) RGB
-    0-255 or (n, 4) CMYK in percent; whitebar: white breaks in the side bars
-    of pages drawn to files, pixels at 300 dpi (0-60)."""
+    direction, one of LAYOUTS ("tl-right" ... "br-up", as the tool names
+    them); colours: (n, 3) RGB 0-255 or (n, 4) CMYK in percent; whitebar:
+    white breaks in the side bars of pages drawn to files, pixels at 300 dpi
+    (0-60). Lengths go to the library in tenths of a millimetre, rounded as
+    the tool rounds them. Drawing releases the GIL.
+
+        chart = hxtvel.Chart(page="A4", dpi=300, patch=(6, 6), colours=cmyk)
+        chart.geometry()[0]["columns"], chart.pages()[0].shape  # (H, W, 4)
+    """
 
     def __init__(self, page: Union[str, Tuple[float, float]] = "A4", dpi: int = 300,
                  patch: Tuple[float, float] = (6, 6), layout: str = "tl-right", colours=None, whitebar: int = 0):
@@ -267,31 +331,35 @@ class Chart:
             raise Error("layout: expected one of %s, not %r" % (", ".join(LAYOUTS), layout), 206)
         if colours is None:
             raise Error("colours: the patch colours are needed", 206)
+        for name, v in (("dpi", dpi), ("whitebar", whitebar)):
+            if isinstance(v, bool) or not isinstance(v, (int, np.integer)) or not 0 <= v < 2 ** 32:
+                raise Error("%s: expected a whole number, not %r" % (name, v), 206)
         self.colours = np.ascontiguousarray(colours, dtype=np.float64)
+        self.page, self.dpi, self.patch, self.layout, self.whitebar = page, int(dpi), patch, layout, int(whitebar)
         first, second = LAYOUTS[layout]
-        tenths = [int(round(v * 10)) for v in (page[0], page[1])] + [int(dpi)] + [int(round(v * 10)) for v in patch]
-        self._setting = tuple(tenths[:3] + tenths[3:]) + (first, second, int(whitebar))
+        self._setting = (*_tenths(page, "page"), int(dpi), *_tenths(patch, "patch"), first, second, int(whitebar))
+
+    def __repr__(self) -> str:
+        return "<hxtvel.Chart %d %s patches, page %s mm at %d dpi, patch %s mm, %s>" % (
+            len(self.colours), "CMYK" if self.colours.shape[-1] == 4 else "RGB", tuple(self.page), self.dpi,
+            tuple(self.patch), self.layout)
 
     def geometry(self, bar: bool = True) -> List[dict]:
         """The pages, without drawing: one dict per page (patches, columns,
-        rows, width, height in pixels, patch size ...)."""
+        rows, width and height of the page, patch_width, patch_height,
+        sidebar_left, grid_top, bar_left, bar_top; all in pixels)."""
         return _core.chart_geometry(self._setting, self.colours, bool(bar))
 
     def tiff_pages(self, bar: bool = True) -> List[bytes]:
         """Every page as the bytes of an uncompressed TIFF file."""
-        return _core.chart_pages(self._setting, self.colours, bool(bar))[0]
+        return _core.chart_pages(self._setting, self.colours, bool(bar), False)
 
     def pages(self, bar: bool = True) -> List[np.ndarray]:
         """Every page as an array (height, width, 3) RGB or (height, width, 4) CMYK, uint8."""
-        tiffs, records = _core.chart_pages(self._setting, self.colours, bool(bar))
-        samples = self.colours.shape[1]
-        out = []
-        for tiff, r in zip(tiffs, records):
-            n = r["width"] * r["height"] * samples
-            out.append(np.frombuffer(tiff, dtype=np.uint8)[-n:].reshape(r["height"], r["width"], samples))
-        return out
+        return _core.chart_pages(self._setting, self.colours, bool(bar), True)
 
     def write(self, prefix: str, bar: bool = True) -> List[str]:
-        """Writes page n to "<prefix><n>.tif"; returns the file names."""
+        """Writes page n to "<prefix><n>.tif" as the library draws to files
+        (page by page); returns the file names."""
         pages = _core.chart_write(self._setting, self.colours, bool(bar), str(prefix))
         return ["%s%d.tif" % (prefix, n) for n in range(pages)]

@@ -17,7 +17,8 @@ WAVELENGTHS = np.arange(400, 701, 10, dtype=np.float64)
 
 
 def chart_ids(data: bytes) -> List[int]:
-    """The chart IDs of the stream, in stream order (empty for a stream of no charts)."""
+    """The chart IDs of the stream, in stream order (empty for a stream of no
+    charts). data: the stream's bytes (bytes, bytearray, memoryview)."""
     return _core.chart_ids(bytes(data))
 
 

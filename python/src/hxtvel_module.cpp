@@ -3,26 +3,30 @@
 // functions on numpy arrays. The pure-Python package (hxtvel/__init__.py)
 // gives them their names, docstrings and types.
 //
-// Array loops run without the GIL. The colour difference and the spectral
-// conversion call the library's own formulas (the per-pair functions behind
-// HXTVEL_DeltaE, the tables and the L*a*b* step behind HXTVEL_SpectroRefToLAB)
-// in the same order of operations, so every value is bit-identical to the C
-// function's for that pair or row; the argument checks are those of the C
-// functions, in their order.
+// Array loops, files and drawings run without the GIL; array loops are split
+// over up to set_threads() threads. The colour difference calls the
+// per-pair functions behind HXTVEL_DeltaE; the spectral conversion forms the
+// illuminant and observer samples and the white with the library's own
+// functions and tables and sums in the order of its conversion loop. Every
+// value is therefore bit-identical to the C function's for that pair or row,
+// and the argument checks are those of the C functions, in their order.
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstring>
 #include <thread>
 
+#include "cgatsutility.h"
 #include "hxtvel.h"
 #include "hxtvel_libcolorconv.h"
+#include "hxtvel_mchartcreate.h"
 #include "measurement_import.h"
-#include "cgatsutility.h"
 #include "spectrotransform.h"
 
 namespace py = pybind11;
@@ -50,20 +54,6 @@ py::object &error_type() {
 
 using array = py::array_t<double, py::array::c_style | py::array::forcecast>;
 
-// Runs body(first, last) over [0, n) on up to two threads (the GIL released).
-template <typename F>
-void split(size_t n, F body) {
-    py::gil_scoped_release release;
-    if (n < 4096) {
-        body(size_t{0}, n);
-        return;
-    }
-    const size_t half = n / 2;
-    std::thread other([&] { body(half, n); });
-    body(0, half);
-    other.join();
-}
-
 std::string num(double v) {
     char text[32];
     std::snprintf(text, sizeof text, "%g", v);
@@ -71,45 +61,95 @@ std::string num(double v) {
 }
 
 // ---------------------------------------------------------------------------
+// Threads for array loops
+// ---------------------------------------------------------------------------
+
+unsigned default_threads() { return std::clamp(std::thread::hardware_concurrency(), 1u, 8u); }
+std::atomic<unsigned> g_threads{default_threads()};
+
+// Sets the threads of array loops (0: one per core, at most 8); returns the
+// number before.
+unsigned set_threads(unsigned n) { return g_threads.exchange(n ? n : default_threads()); }
+
+// Runs body(first, last) over [0, n) in pieces of at least `grain`, on up to
+// g_threads threads. The caller has released the GIL; body must not throw.
+template <typename F>
+void parallel(size_t n, size_t grain, F body) {
+    const size_t pieces = std::min<size_t>(g_threads.load(), std::max<size_t>(1, n / grain));
+    if (pieces <= 1) {
+        body(size_t{0}, n);
+        return;
+    }
+    std::vector<std::thread> others;
+    others.reserve(pieces - 1);
+    for (size_t p = 1; p < pieces; ++p) others.emplace_back(body, n * p / pieces, n * (p + 1) / pieces);
+    body(size_t{0}, n / pieces);
+    for (std::thread &t : others) t.join();
+}
+
+// "name[1, 2]" for the flat index i of an array of the given shape ("name"
+// for a shape of no dimension).
+std::string element(const char *name, size_t i, const std::vector<py::ssize_t> &shape) {
+    std::string index;
+    for (size_t d = shape.size(); d-- > 0;) {
+        const size_t extent = size_t(std::max<py::ssize_t>(shape[d], 1));
+        index = std::to_string(i % extent) + (index.empty() ? "" : ", ") + index;
+        i /= extent;
+    }
+    return index.empty() ? std::string(name) : std::string(name) + "[" + index + "]";
+}
+
+// ---------------------------------------------------------------------------
 // Colour difference
 // ---------------------------------------------------------------------------
 
+// HXTVEL_DeltaE's range test: bounds inclusive, NaN outside.
 bool lab_in_range(const double *v) {
     return v[0] >= 0.0 && v[0] <= 100.0 && v[1] >= -128.0 && v[1] <= 128.0 && v[2] >= -128.0 && v[2] <= 128.0;
 }
 
-py::array_t<double> delta_e(array lab1, array lab2, uint32_t method) {
+// lab1 and lab2 (n, 3), already broadcast; shape is theirs without the last
+// axis, for messages.
+py::array_t<double> delta_e(array lab1, array lab2, uint32_t method, std::vector<py::ssize_t> shape) {
     if (lab1.ndim() != 2 || lab1.shape(1) != 3 || lab2.ndim() != 2 || lab2.shape(1) != 3 ||
         lab1.shape(0) != lab2.shape(0)) {
         fail(HXTVEL_E_CONV_ARG, "delta_e: expected two arrays of L*a*b* triples of one shape");
     }
     const size_t n = size_t(lab1.shape(0));
     const double *a = lab1.data(), *b = lab2.data();
-    // HXTVEL_DeltaE's order: the range of both colours, then the method.
-    for (size_t i = 0; i < n; ++i) {
-        for (const auto &[v, name] : {std::pair{a + 3 * i, "lab1"}, std::pair{b + 3 * i, "lab2"}}) {
-            if (!lab_in_range(v)) {
-                fail(HXTVEL_E_CONV_RANGE, std::string(name) + "[" + std::to_string(i) + "] = (" + num(v[0]) + ", " +
-                                              num(v[1]) + ", " + num(v[2]) +
-                                              ") is outside L* 0 to 100, a* and b* -128 to 128");
-            }
-        }
-    }
-    if (method > HXTVEL_DE_CMC11) fail(HXTVEL_E_CONV_ARG, "unknown colour-difference method");
     py::array_t<double> out(static_cast<py::ssize_t>(n));
     double *o = out.mutable_data();
-    split(n, [&](size_t first, size_t last) {
-        for (size_t i = first; i < last; ++i) {
-            const double *r = a + 3 * i, *s = b + 3 * i;
-            switch (method) {
-            case HXTVEL_DE_76: o[i] = hxtvel::cal_delta_e76(r[0], r[1], r[2], s[0], s[1], s[2]); break;
-            case HXTVEL_DE_94: o[i] = hxtvel::cal_delta_e94(r[0], r[1], r[2], s[0], s[1], s[2]); break;
-            case HXTVEL_DE_2000: o[i] = hxtvel::cal_delta_e00(r[0], r[1], r[2], s[0], s[1], s[2]); break;
-            case HXTVEL_DE_CMC21: o[i] = hxtvel::cal_delta_ecmc(r[0], r[1], r[2], s[0], s[1], s[2], 2.0, 1.0); break;
-            default: o[i] = hxtvel::cal_delta_ecmc(r[0], r[1], r[2], s[0], s[1], s[2], 1.0, 1.0); break;
-            }
+    size_t bad = n;
+    {
+        py::gil_scoped_release release;
+        // HXTVEL_DeltaE's order: the range of both colours, then the method.
+        for (size_t i = 0; i < n && bad == n; ++i) {
+            if (!lab_in_range(a + 3 * i) || !lab_in_range(b + 3 * i)) bad = i;
         }
-    });
+        if (bad == n && method <= HXTVEL_DE_CMC11) {
+            parallel(n, 16384, [&](size_t first, size_t last) {
+                using hxtvel::cal_delta_ecmc;
+                for (size_t i = first; i < last; ++i) {
+                    const double *r = a + 3 * i, *s = b + 3 * i;
+                    switch (method) {
+                    case HXTVEL_DE_76: o[i] = hxtvel::cal_delta_e76(r[0], r[1], r[2], s[0], s[1], s[2]); break;
+                    case HXTVEL_DE_94: o[i] = hxtvel::cal_delta_e94(r[0], r[1], r[2], s[0], s[1], s[2]); break;
+                    case HXTVEL_DE_2000: o[i] = hxtvel::cal_delta_e00(r[0], r[1], r[2], s[0], s[1], s[2]); break;
+                    case HXTVEL_DE_CMC21: o[i] = cal_delta_ecmc(r[0], r[1], r[2], s[0], s[1], s[2], 2.0, 1.0); break;
+                    default: o[i] = cal_delta_ecmc(r[0], r[1], r[2], s[0], s[1], s[2], 1.0, 1.0); break;
+                    }
+                }
+            });
+        }
+    }
+    if (bad < n) {
+        const bool first = !lab_in_range(a + 3 * bad);
+        const double *v = (first ? a : b) + 3 * bad;
+        fail(HXTVEL_E_CONV_RANGE, element(first ? "lab1" : "lab2", bad, shape) + " = (" + num(v[0]) + ", " +
+                                      num(v[1]) + ", " + num(v[2]) +
+                                      ") is outside L* 0 to 100, a* and b* -128 to 128");
+    }
+    if (method > HXTVEL_DE_CMC11) fail(HXTVEL_E_CONV_ARG, "unknown colour-difference method");
     return out;
 }
 
@@ -120,24 +160,22 @@ py::array_t<double> delta_e(array lab1, array lab2, uint32_t method) {
 py::array_t<double> spectra_convert(array spectra, uint16_t start, uint16_t end, uint16_t step, int32_t light,
                                     uint32_t observer, bool lab) {
     const velSPECTRO_REF ref{start, end, step, nullptr};
+    const std::string range = std::to_string(start) + "-" + std::to_string(end) + " nm by " + std::to_string(step);
     // HXTVEL_SpectroRefTo*'s checks, in their order.
     if (observer > 1 || static_cast<uint32_t>(light) - 1u > 2u) {
         fail(HXTVEL_E_CONV_ARG, "illuminant must be D50, D65 or A and the observer 2 or 10");
     }
     if (start % 10 != 0 && end % 10 != 0 && step % 10 != 0) {
-        fail(HXTVEL_E_CONV_RANGE, "wavelengths " + std::to_string(start) + "-" + std::to_string(end) + " by " +
-                                      std::to_string(step) + " nm are off the 10 nm grid");
+        fail(HXTVEL_E_CONV_RANGE, "wavelengths " + range + " are off the 10 nm grid");
     }
     if (static_cast<uint16_t>(start - 380) > 400 || static_cast<uint16_t>(end - 380) > 400 ||
         !hxtvel::samples_in_table(ref)) {
-        fail(HXTVEL_E_CONV_RANGE, "wavelengths " + std::to_string(start) + "-" + std::to_string(end) + " by " +
-                                      std::to_string(step) + " nm leave 380-780 nm");
+        fail(HXTVEL_E_CONV_RANGE, "wavelengths " + range + " leave 380-780 nm");
     }
     const uint16_t k = hxtvel::spectrcount_per_line(ref);
     if (spectra.ndim() != 2 || spectra.shape(1) != k) {
-        fail(HXTVEL_E_ARG, "spectra: expected " + std::to_string(k) + " values per spectrum for " +
-                               std::to_string(start) + "-" + std::to_string(end) + " by " + std::to_string(step) +
-                               " nm, got " + std::to_string(spectra.ndim() == 2 ? spectra.shape(1) : 0));
+        fail(HXTVEL_E_CONV_ARG, "spectra: " + range + " are " + std::to_string(k) + " values per spectrum, not " +
+                                    std::to_string(spectra.ndim() == 2 ? spectra.shape(1) : 0));
     }
     // The samples of the illuminant and the observer, and the white, as the
     // library's conversion forms them.
@@ -157,7 +195,8 @@ py::array_t<double> spectra_convert(array spectra, uint16_t start, uint16_t end,
     py::array_t<double> out({static_cast<py::ssize_t>(n), py::ssize_t{3}});
     const double *values = spectra.data();
     double *o = out.mutable_data();
-    split(n, [&](size_t first, size_t last) {
+    py::gil_scoped_release release;
+    parallel(n, 8192, [&](size_t first, size_t last) {
         for (size_t j = first; j < last; ++j) {
             const double *r = values + j * k;
             double X = 0.0, Y = 0.0, Z = 0.0;
@@ -225,6 +264,8 @@ py::dict arrays_of(const hximport::measurement &m) {
     return d;
 }
 
+// Reads a file through the tool's import: the arrays, the SAMPLE_IDs, the
+// import's notes and the stated measuring conditions.
 py::dict read_cgats(const std::string &path, uint8_t kinds, unsigned table) {
     hximport::import_options o;
     o.kinds = kinds;
@@ -250,25 +291,40 @@ py::dict read_cgats(const std::string &path, uint8_t kinds, unsigned table) {
     return d;
 }
 
-// Names the first value of an array outside [lo, hi] (or not finite).
-void check_values(const char *kind, const array &a, size_t width, const double *lo, const double *hi,
-                  const char *const *names) {
+// Names the first value of an (n, width) array that is not finite or that
+// the library's range test for `kind` refuses.
+void check_values(const char *name, const array &a, size_t width, unsigned char kind, const char *bounds,
+                  const char *const *columns) {
     if (a.ndim() != 2 || size_t(a.shape(1)) != width) {
-        fail(HXTVEL_E_ARG, std::string(kind) + ": expected an array of shape (n, " + std::to_string(width) + ")");
+        fail(HXTVEL_E_ARG, std::string(name) + ": expected an array of shape (n, " + std::to_string(width) + ")");
     }
     const double *v = a.data();
-    for (size_t i = 0; i < size_t(a.shape(0)); ++i) {
-        for (size_t c = 0; c < width; ++c) {
-            const double x = v[i * width + c];
-            if (!std::isfinite(x)) {
-                fail(HXTVEL_E_RANGE, std::string(kind) + "[" + std::to_string(i) + ", " + std::to_string(c) + "] (" +
-                                         names[c] + ") is " + num(x) + ", not a finite number");
-            }
-            if (x < lo[c] || x > hi[c]) {
-                fail(HXTVEL_E_RANGE, std::string(kind) + "[" + std::to_string(i) + ", " + std::to_string(c) + "] (" +
-                                         names[c] + ") = " + num(x) + " is outside " + num(lo[c]) + " to " +
-                                         (std::isinf(hi[c]) ? std::string("infinity") : num(hi[c])));
-            }
+    for (size_t i = 0; i < size_t(a.shape(0)) * width; ++i) {
+        const size_t c = i % width;
+        const std::string where = std::string(name) + "[" + std::to_string(i / width) + ", " + std::to_string(c) +
+                                  "] (" + columns[c] + ")";
+        if (!std::isfinite(v[i])) fail(HXTVEL_E_RANGE, where + " is " + num(v[i]) + ", not a finite number");
+        if (!hxtvel::c_cgats_utility::is_range_data(v[i], kind, c == 0)) {
+            fail(HXTVEL_E_RANGE, where + " = " + num(v[i]) + " is outside " + bounds);
+        }
+    }
+}
+
+// The instrument name as the library's header line can carry it, or a
+// refusal naming what breaks it.
+void check_instrument(const std::string &name) {
+    const std::string what = "sensor.instrument '" + name + "'";
+    if (name.size() > 31) fail(HXTVEL_E_RANGE, what + " is " + std::to_string(name.size()) + " bytes; at most 31");
+    for (const unsigned char c : name) {
+        if (c == '"' || c < 0x20 || c == 0x7F) {
+            fail(HXTVEL_E_RANGE, what + " holds " + (c == '"' ? std::string("a double quote") : "a control character") +
+                                     ": the name is written between quotes on one line of the CGATS header");
+        }
+    }
+    for (const auto &key : hxtvel::c_cgats_utility::searchkeys) {
+        if (name.find(key.text) != std::string::npos) {
+            fail(HXTVEL_E_RANGE, what + " holds the CGATS keyword " + std::string(key.text) +
+                                     ": a reader would take it for the file's own");
         }
     }
 }
@@ -277,24 +333,24 @@ void check_values(const char *kind, const array &a, size_t width, const double *
 // checks named by row and column.
 void fill(hximport::measurement &m, const py::object &rgb, const py::object &cmyk, const py::object &lab,
           const py::object &xyz, const py::object &spectra, const py::object &wavelengths, const py::object &sensor) {
-    const double inf = INFINITY;
+    using hxtvel::c_cgats_utility;
     static const char *const rgb_n[] = {"R", "G", "B"}, *const cmyk_n[] = {"C", "M", "Y", "K"},
                              *const lab_n[] = {"L*", "a*", "b*"}, *const xyz_n[] = {"X", "Y", "Z"};
-    auto put = [&](const py::object &o, const char *kind, size_t width, std::vector<double> lo, std::vector<double> hi,
-                   const char *const *names, auto setter, auto record) {
+    auto put = [&](const py::object &o, const char *name, size_t width, unsigned char kind, const char *bounds,
+                   const char *const *columns, auto setter, auto record) {
         if (o.is_none()) return;
         const array a = array::ensure(o);
-        if (!a) fail(HXTVEL_E_ARG, std::string(kind) + ": expected an array of numbers");
-        check_values(kind, a, width, lo.data(), hi.data(), names);
+        if (!a) fail(HXTVEL_E_ARG, std::string(name) + ": expected an array of numbers");
+        check_values(name, a, width, kind, bounds, columns);
         if (a.shape(0) == 0) return;
         using T = decltype(record);
         const uint32_t code = setter(m.get(), reinterpret_cast<const T *>(a.data()), uint32_t(a.shape(0)));
-        if (code) fail(code, std::string(kind) + ": " + hxtvel_code_text(code));
+        if (code) fail(code, std::string(name) + ": " + hxtvel_code_text(code));
     };
-    put(rgb, "rgb", 3, {0, 0, 0}, {255, 255, 255}, rgb_n, HXTVEL_SetRGB, velRGB{});
-    put(cmyk, "cmyk", 4, {0, 0, 0, 0}, {100, 100, 100, 100}, cmyk_n, HXTVEL_SetCMYK, velCMYK{});
-    put(lab, "lab", 3, {0, -128, -128}, {100, 128, 128}, lab_n, HXTVEL_SetLAB, velCIELab{});
-    put(xyz, "xyz", 3, {0, 0, 0}, {inf, inf, inf}, xyz_n, HXTVEL_SetXYZ, velCIEXYZ{});
+    put(rgb, "rgb", 3, hxtvel::CLR_RGB, "0 to 255", rgb_n, HXTVEL_SetRGB, velRGB{});
+    put(cmyk, "cmyk", 4, hxtvel::CLR_CMYK, "0 to 100", cmyk_n, HXTVEL_SetCMYK, velCMYK{});
+    put(lab, "lab", 3, hxtvel::CLR_LAB, "L* 0 to 100, a* and b* -128 to 128", lab_n, HXTVEL_SetLAB, velCIELab{});
+    put(xyz, "xyz", 3, hxtvel::CLR_XYZ, "0 and above", xyz_n, HXTVEL_SetXYZ, velCIEXYZ{});
     if (!spectra.is_none()) {
         const array s = array::ensure(spectra), w = array::ensure(wavelengths);
         if (!s || !w || s.ndim() != 2 || w.ndim() != 1 || s.shape(1) != w.shape(0) || w.shape(0) < 2) {
@@ -327,24 +383,18 @@ void fill(hximport::measurement &m, const py::object &rgb, const py::object &cmy
         }
     }
     if (!sensor.is_none()) {
+        // (name, backing, temperature, humidity, illumination, observer,
+        // filter) as codes, each checked for its byte by the Python layer.
         const py::tuple t = sensor.cast<py::tuple>();
-        velSensorInfo info{};
         const std::string name = t[0].cast<std::string>();
-        if (name.size() > 31) fail(HXTVEL_E_RANGE, "sensor.instrument: at most 31 bytes");
-        for (unsigned char c : name) {
-            if (c == '"' || c < 0x20 || c == 0x7F) {
-                fail(HXTVEL_E_RANGE, "sensor.instrument: no double quote or control character (a CGATS header line "
-                                     "carries the name)");
-            }
-        }
+        check_instrument(name);
+        velSensorInfo info{};
         std::memcpy(info.instrument, name.data(), name.size());
         uint8_t *fields[] = {&info.backing, &info.temperature, &info.humidity, &info.illumination, &info.observer,
                              &info.filter};
         for (size_t i = 0; i < 6; ++i) *fields[i] = t[i + 1].cast<uint8_t>();
         const uint32_t code = HXTVEL_SetSensorInfo(m.get(), info);
-        if (code) {
-            fail(code, "sensor: a code out of its range, or an instrument name with a CGATS keyword");
-        }
+        if (code) fail(code, std::string("sensor: ") + hxtvel_code_text(code));
     }
 }
 
@@ -359,13 +409,16 @@ void write_file(const std::string &path, int type, py::object rgb, py::object cm
     hximport::measurement m;
     fill(m, rgb, cmyk, lab, xyz, spectra, wavelengths, sensor);
     uint32_t code;
+    int error;
     {
         py::gil_scoped_release release;
+        errno = 0;
         code = type < 0 ? HXTVEL_WriteCGATS(m.get(), path.c_str())
                         : HXTVEL_WriteText(m.get(), path.c_str(), static_cast<HXTVEL_FileType>(type));
+        error = errno;
     }
-    if (code == HXTVEL_E_OPEN) fail(code, path + ": cannot be created (" + std::strerror(errno) + ")");
-    if (code == HXTVEL_E_NODATA) fail(code, path + ": nothing to write (no sets, or kinds with different counts)");
+    if (code == HXTVEL_E_OPEN) fail(code, path + ": cannot be created (" + std::strerror(error) + ")");
+    if (code == HXTVEL_E_NODATA) fail(code, path + ": nothing to write (no sets)");
     if (code) fail(code, path + ": " + hxtvel_code_text(code));
 }
 
@@ -382,26 +435,32 @@ void chart_check(uint32_t code, const std::string &what) {
     if (code) fail(code, what + ": " + hxtvel_code_text(code));
 }
 
-// Setting and colours; colours (n,3) RGB 0-255 or (n,4) CMYK percent.
-void prepare(chart_handle &c, py::tuple setting, array colours) {
+// The Python layer's setting tuple (page width, height, dpi, patch width,
+// height in 0.1 mm, the two layout bytes, white bar) for `patches` patches.
+velPAreaStruct setting_of(const py::tuple &t, uint32_t patches) {
     velPAreaStruct s{};
-    s.page_width = setting[0].cast<uint32_t>();
-    s.page_height = setting[1].cast<uint32_t>();
-    s.resolution = setting[2].cast<uint32_t>();
-    s.patch_width = setting[3].cast<uint32_t>();
-    s.patch_height = setting[4].cast<uint32_t>();
-    s.layout_first = setting[5].cast<uint8_t>();
-    s.layout_second = setting[6].cast<uint8_t>();
-    s.whitebar_width = setting[7].cast<uint32_t>();
+    s.patch_count = patches;
+    s.page_width = t[0].cast<uint32_t>();
+    s.page_height = t[1].cast<uint32_t>();
+    s.resolution = t[2].cast<uint32_t>();
+    s.patch_width = t[3].cast<uint32_t>();
+    s.patch_height = t[4].cast<uint32_t>();
+    s.layout_first = t[5].cast<uint8_t>();
+    s.layout_second = t[6].cast<uint8_t>();
+    s.whitebar_width = t[7].cast<uint32_t>();
+    return s;
+}
+
+// Setting and colours; colours (n,3) RGB 0-255 or (n,4) CMYK percent.
+void prepare(chart_handle &c, const py::tuple &setting, const array &colours) {
     if (colours.ndim() != 2 || (colours.shape(1) != 3 && colours.shape(1) != 4) || colours.shape(0) == 0) {
         fail(HXTVEL_E_CHART_ARG, "colours: expected an array (n, 3) of RGB 0-255 or (n, 4) of CMYK percent");
     }
     const bool cmyk = colours.shape(1) == 4;
-    const double hi[4] = {cmyk ? 100.0 : 255.0, cmyk ? 100.0 : 255.0, cmyk ? 100.0 : 255.0, 100.0};
-    const double lo[4] = {0, 0, 0, 0};
-    static const char *const names[] = {"first", "second", "third", "fourth"};
-    check_values("colours", colours, size_t(colours.shape(1)), lo, hi, names);
-    s.patch_count = uint32_t(colours.shape(0));
+    static const char *const rgb_n[] = {"R", "G", "B"}, *const cmyk_n[] = {"C", "M", "Y", "K"};
+    check_values("colours", colours, size_t(colours.shape(1)), cmyk ? hxtvel::CLR_CMYK : hxtvel::CLR_RGB,
+                 cmyk ? "0 to 100" : "0 to 255", cmyk ? cmyk_n : rgb_n);
+    const velPAreaStruct s = setting_of(setting, uint32_t(colours.shape(0)));
     chart_check(HXTVEL_SetMChartSetting(c.h, s), "chart setting");
     const uint32_t n = s.patch_count;
     chart_check(cmyk ? HXTVEL_SetMChartData_CMYK(c.h, reinterpret_cast<const velCMYK *>(colours.data()), n)
@@ -432,16 +491,7 @@ py::list page_records(const std::vector<velMChartStruct> &pages) {
 py::list chart_geometry(py::tuple setting, array colours, bool bar) {
     chart_handle c;
     prepare(c, setting, colours);
-    velPAreaStruct s{};  // the stored setting again, for the query
-    s.patch_count = uint32_t(colours.shape(0));
-    s.page_width = setting[0].cast<uint32_t>();
-    s.page_height = setting[1].cast<uint32_t>();
-    s.resolution = setting[2].cast<uint32_t>();
-    s.patch_width = setting[3].cast<uint32_t>();
-    s.patch_height = setting[4].cast<uint32_t>();
-    s.layout_first = setting[5].cast<uint8_t>();
-    s.layout_second = setting[6].cast<uint8_t>();
-    s.whitebar_width = setting[7].cast<uint32_t>();
+    const velPAreaStruct s = setting_of(setting, uint32_t(colours.shape(0)));
     uint32_t pages = 0;
     const HXTVEL_PosBar b = bar ? HXTVEL_POSBAR_ON : HXTVEL_POSBAR_OFF;
     chart_check(HXTVEL_CalcTiffInfo(c.h, s, HXTVEL_UNIT_PIXEL, b, &pages, nullptr), "chart geometry");
@@ -450,15 +500,22 @@ py::list chart_geometry(py::tuple setting, array colours, bool bar) {
     return page_records(records);
 }
 
-// All pages drawn in memory: (list of TIFF bytes, page records).
-py::tuple chart_pages(py::tuple setting, array colours, bool bar) {
+// All pages drawn in memory at once: the TIFF file of each page as bytes, or
+// (images) its pixels as an array (height, width, samples) of uint8.
+py::list chart_pages(py::tuple setting, array colours, bool bar, bool images) {
     chart_handle c;
     prepare(c, setting, colours);
     const HXTVEL_PosBar b = bar ? HXTVEL_POSBAR_ON : HXTVEL_POSBAR_OFF;
     unsigned long long size = 0;
     uint32_t pages = 0;
     chart_check(HXTVEL_CreateTiff_M(c.h, nullptr, &size, &pages, b), "chart size");
-    std::string image(size, '\0');
+    std::vector<unsigned char> image;
+    try {
+        image.resize(size);
+    } catch (const std::bad_alloc &) {
+        fail(HXTVEL_E_CHART_MEMORY, "not enough memory for the chart (" + std::to_string(size) +
+                                        " bytes); write it to files page by page instead");
+    }
     uint32_t code;
     {
         py::gil_scoped_release release;
@@ -466,29 +523,46 @@ py::tuple chart_pages(py::tuple setting, array colours, bool bar) {
     }
     chart_check(code, "chart drawing");
     std::vector<velMChartStruct> records(pages);
-    chart_check(HXTVEL_GetMChartData(c.h, records.data(), HXTVEL_UNIT_PIXEL), "page records");
-    py::list tiffs;
+    if (pages) chart_check(HXTVEL_GetMChartData(c.h, records.data(), HXTVEL_UNIT_PIXEL), "page records");
+    const uint32_t samples = uint32_t(colours.shape(1));
+    py::list out;
     unsigned long long at = 0;
     for (uint32_t p = 0; p < pages; ++p) {
         unsigned long long bytes = 0;
         chart_check(HXTVEL_GetPageSize(c.h, p, &bytes), "page size");
-        tiffs.append(py::bytes(image.data() + at, bytes));
+        const unsigned char *page = image.data() + at;
         at += bytes;
+        if (!images) {
+            out.append(py::bytes(reinterpret_cast<const char *>(page), bytes));
+            continue;
+        }
+        // The image rows end the page file, as the library lays it out.
+        const velMChartStruct &r = records[p];
+        hxtvel::tiff_layout layout;
+        if (hxtvel::compute_tiff_layout(r.image_width, r.image_height, samples, layout) != 0 || layout.total != bytes ||
+            layout.image_bytes != uint64_t(r.image_width) * r.image_height * samples) {
+            fail(HXTVEL_E_CHART_DRAW, "page " + std::to_string(p) + ": the page file is not laid out as expected");
+        }
+        py::array_t<uint8_t> pixels({py::ssize_t(r.image_height), py::ssize_t(r.image_width), py::ssize_t(samples)});
+        std::memcpy(pixels.mutable_data(), page + layout.image_offset, layout.image_bytes);
+        out.append(std::move(pixels));
     }
-    return py::make_tuple(tiffs, page_records(records));
+    return out;
 }
 
 uint32_t chart_write(py::tuple setting, array colours, bool bar, const std::string &prefix) {
     chart_handle c;
     prepare(c, setting, colours);
     uint32_t pages = 0, code;
+    int error;
     {
         py::gil_scoped_release release;
         errno = 0;
         code = HXTVEL_CreateTiff(c.h, prefix.c_str(), &pages, bar ? HXTVEL_POSBAR_ON : HXTVEL_POSBAR_OFF);
+        error = errno;
     }
     if (code == HXTVEL_E_CHART_OPEN || code == HXTVEL_E_CHART_WRITE) {
-        fail(code, prefix + "<n>.tif: " + hxtvel_code_text(code) + " (" + std::strerror(errno ? errno : EIO) + ")");
+        fail(code, prefix + "<n>.tif: " + hxtvel_code_text(code) + " (" + std::strerror(error ? error : EIO) + ")");
     }
     chart_check(code, "chart drawing");
     return pages;
@@ -498,11 +572,18 @@ uint32_t chart_write(py::tuple setting, array colours, bool bar, const std::stri
 // Spectrobin streams: the length-aware check first, always.
 // ---------------------------------------------------------------------------
 
-std::string stream_of(const py::bytes &data) { return std::string(data); }
+const unsigned char *stream_bytes(const py::bytes &data, size_t &size) {
+    char *p = nullptr;
+    py::ssize_t n = 0;
+    if (PyBytes_AsStringAndSize(data.ptr(), &p, &n) != 0) throw py::error_already_set();
+    size = size_t(n);
+    return reinterpret_cast<const unsigned char *>(p);
+}
 
-hxtvel_stream_check checked(const std::string &s, bool allow_empty) {
-    const hxtvel_stream_check c =
-        hxtvel_check_spectrobin(reinterpret_cast<const unsigned char *>(s.data()), s.size());
+// Refuses a stream the length-aware check does not pass (NO_CHARTS passes
+// when allow_empty).
+void check_stream(const unsigned char *p, size_t size, bool allow_empty) {
+    const hxtvel_stream_check c = hxtvel_check_spectrobin(p, size);
     if (c.verdict == HXTVEL_STREAM_TRUNCATED) {
         fail(HXTVEL_E_WEDGE_DATA, "not a complete spectrobin stream: truncated at byte " + std::to_string(c.size) +
                                       ": " + (c.block >= 0 ? "block " + std::to_string(c.block) + " " : "") + c.field +
@@ -514,16 +595,13 @@ hxtvel_stream_check checked(const std::string &s, bool allow_empty) {
                                       " " + c.field + " " + std::to_string(c.value) + " breaks its bound " +
                                       std::to_string(c.limit));
     }
-    if (c.verdict == HXTVEL_STREAM_NO_CHARTS && !allow_empty) {
-        fail(HXTVEL_E_WEDGE_DATA, "the stream holds no charts");
-    }
-    return c;
+    if (c.verdict == HXTVEL_STREAM_NO_CHARTS && !allow_empty) fail(HXTVEL_E_WEDGE_DATA, "the stream holds no charts");
 }
 
 std::vector<int> chart_ids(py::bytes data) {
-    const std::string s = stream_of(data);
-    checked(s, true);
-    const auto *p = reinterpret_cast<const unsigned char *>(s.data());
+    size_t size = 0;
+    const unsigned char *p = stream_bytes(data, size);
+    check_stream(p, size, true);
     uint32_t n = 0;
     int32_t code = HXTVEL_GetMChartIDList(p, nullptr, &n);
     if (code) fail(code, std::string("chart list: ") + hxtvel_code_text(code));
@@ -534,16 +612,18 @@ std::vector<int> chart_ids(py::bytes data) {
 }
 
 py::tuple chart_spectra(py::bytes data, int chart) {
-    const std::string s = stream_of(data);
-    checked(s, false);
-    const auto *p = reinterpret_cast<const unsigned char *>(s.data());
+    size_t size = 0;
+    const unsigned char *p = stream_bytes(data, size);
+    check_stream(p, size, false);
     uint32_t patches = 0, length = 0;
     int32_t code = HXTVEL_GetSpectrorefByMChartID(p, chart, nullptr, &patches, &length, nullptr);
     if (code) fail(code, "chart " + std::to_string(chart) + " is not in the stream, or its block is malformed");
     py::array_t<double> values({static_cast<py::ssize_t>(patches), static_cast<py::ssize_t>(length)});
     std::vector<velSPECTRO_REF> refs(std::max<uint32_t>(patches, 1));
     std::vector<double> spare(length);
-    for (uint32_t i = 0; i < refs.size(); ++i) refs[i].data = i < patches ? values.mutable_data() + i * length : spare.data();
+    for (uint32_t i = 0; i < refs.size(); ++i) {
+        refs[i].data = i < patches ? values.mutable_data() + size_t(i) * length : spare.data();
+    }
     velSensorInfo sensor{};
     {
         py::gil_scoped_release release;
@@ -580,6 +660,7 @@ PYBIND11_MODULE(_core, m) {
             PyErr_SetString(PyExc_FileNotFoundError, e.what());
         }
     });
+    m.def("set_threads", &set_threads);
     m.def("delta_e", &delta_e);
     m.def("spectra_convert", &spectra_convert);
     m.def("read_cgats", &read_cgats);
