@@ -5,12 +5,18 @@ packages (python3-pybind11, python3-numpy, liblcms2-dev):
     .venv/bin/pip install --no-build-isolation ./python
 
 The extension compiles the library's sources and the measurement import
-itself (the same sources as libhxtvel.so; nothing of it is exported).
+itself (the same sources as libhxtvel.so; nothing of it is exported), on as
+many processes as there are cores (NPY_NUM_BUILD_JOBS sets another number).
+Objects and metadata go to a temporary folder that is removed afterwards:
+the checkout is left as it was.
 """
+import atexit
 import glob
 import os
+import shutil
+import tempfile
 
-from pybind11.setup_helpers import Pybind11Extension, build_ext
+from pybind11.setup_helpers import ParallelCompile, Pybind11Extension, build_ext
 from setuptools import setup
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -36,7 +42,14 @@ core = Pybind11Extension(
     libraries=["lcms2"],
     cxx_std=17,
     extra_compile_args=["-fvisibility=hidden", "-O2"],
+    extra_link_args=["-Wl,--exclude-libs,ALL"],
 )
+
+ParallelCompile("NPY_NUM_BUILD_JOBS").install()
+# pip builds in this folder; the sources above lie outside it, so their
+# objects would land beside build/ - everything goes to a scratch folder.
+SCRATCH = tempfile.mkdtemp(prefix="hxtvel-build-")
+atexit.register(shutil.rmtree, SCRATCH, ignore_errors=True)
 
 setup(
     name="hxtvel",
@@ -49,4 +62,5 @@ setup(
     install_requires=["numpy"],
     python_requires=">=3.9",
     zip_safe=False,
+    options={"build": {"build_base": os.path.join(SCRATCH, "build")}, "egg_info": {"egg_base": SCRATCH}},
 )
