@@ -2,8 +2,12 @@
 """The Python package against its peers, side by side in one run (best of 7):
 
   delta_e on 10^6 pairs        vs a numpy-vectorised CIEDE2000 (Sharma, Wu, Dalal 2005)
-  read_cgats, 20,000 sets      vs the C reader (HXTVEL_ReadCGATS) on the same file
+  read_cgats, 20,000 sets      vs the C reader (HXTVEL_ReadCGATS) on the same file,
+                                  the file bench_cgats writes (same generator, same values)
   spectra_to_lab, 10^5 spectra vs a numpy matrix product with the CIE L*a*b* formulas
+
+The package's array loops are timed on one thread and on set_threads()'s
+default (one per core, at most 8); numpy runs on one.
 
 Usage: PYTHONPATH=build/python /usr/bin/python3 bench/python/bench_python.py
 """
@@ -62,31 +66,58 @@ def lab_numpy(spectra, S, cmf):
     return np.stack([116 * f[:, 1] - 16, 500 * (f[:, 0] - f[:, 1]), 200 * (f[:, 1] - f[:, 2])], axis=1)
 
 
+def bench_cgats_file(path, sets=20000):
+    """The file of bench/bench_cgats.cpp: its generator, draw for draw."""
+    seed, draws = 12345, np.empty(sets * 49)
+    for i in range(len(draws)):
+        seed = (seed * 1664525 + 1013904223) & 0xFFFFFFFF
+        draws[i] = (seed >> 8) / float(1 << 24)
+    d = draws.reshape(sets, 49)
+    hxtvel.Measurement(rgb=d[:, 0:3] * 255, cmyk=d[:, 3:7] * 100,
+                       lab=np.stack([d[:, 7] * 100, d[:, 8] * 256 - 128, d[:, 9] * 256 - 128], axis=1),
+                       xyz=d[:, 10:13] * [96, 100, 109], spectra=d[:, 13:49],
+                       wavelengths=np.arange(380, 731, 10)).write_cgats(path)
+
+
+def on_threads(f):
+    """f's best time on one thread and on the default threads."""
+    old = hxtvel.set_threads(1)
+    one = best(f)
+    hxtvel.set_threads(0)
+    many = best(f)
+    hxtvel.set_threads(old)
+    return one, many
+
+
 def main():
+    threads = hxtvel.set_threads()
+    hxtvel.set_threads(threads)
+    print("%d threads by default (%d cores)" % (threads, os.cpu_count()))
     rng = np.random.default_rng(7)
     lab1 = rng.uniform([0, -100, -100], [90, 100, 100], (1_000_000, 3))
     lab2 = lab1 + rng.uniform(-5, 5, lab1.shape)
     lab2[:, 0] = np.clip(lab2[:, 0], 0, 100)
-    ours, peer = best(lambda: hxtvel.delta_e(lab1, lab2)), best(lambda: ciede2000_numpy(lab1, lab2))
-    print("delta_e 10^6 pairs: %.1f ms, numpy CIEDE2000 %.1f ms: %.2f x" % (ours * 1e3, peer * 1e3, ours / peer))
+    agree = np.max(np.abs(hxtvel.delta_e(lab1, lab2) - ciede2000_numpy(lab1, lab2)))
+    one, many = on_threads(lambda: hxtvel.delta_e(lab1, lab2))
+    peer = best(lambda: ciede2000_numpy(lab1, lab2))
+    print("delta_e 10^6 pairs: 1 thread %.1f ms (%.2f x), %d threads %.1f ms (%.2f x); numpy CIEDE2000 %.1f ms"
+          " (largest difference %.1e)" % (one * 1e3, one / peer, threads, many * 1e3, many / peer, peer * 1e3, agree))
 
-    n = 20000
     with tempfile.TemporaryDirectory() as d:
         path = os.path.join(d, "measure.txt")
-        hxtvel.Measurement(rgb=rng.uniform(0, 255, (n, 3)), cmyk=rng.uniform(0, 100, (n, 4)),
-                           lab=rng.uniform([0, -128, -128], [100, 128, 128], (n, 3)), xyz=rng.uniform(0, 100, (n, 3)),
-                           spectra=rng.uniform(0, 1, (n, 36)), wavelengths=np.arange(380, 731, 10)).write_cgats(path)
+        bench_cgats_file(path)
         ours = best(lambda: hxtvel.read_cgats(path))
         c = min(_core.c_read_seconds(path, 31) for _ in range(7))
-        print("read_cgats 20,000 sets (%.1f MB): %.1f ms, C reader %.1f ms: %.2f x"
+        print("read_cgats 20,000 sets (%.2f MB): %.1f ms, C reader %.1f ms: %.2f x"
               % (os.path.getsize(path) / 1e6, ours * 1e3, c * 1e3, ours / c))
 
     spectra = rng.uniform(0, 1, (100_000, 31))
-    ours = best(lambda: hxtvel.spectra_to_lab(spectra, 400, 700, 10))
+    one, many = on_threads(lambda: hxtvel.spectra_to_lab(spectra, 400, 700, 10))
     S = rng.uniform(50, 120, 31)
     cmf = rng.uniform(0, 1, (31, 3))
     peer = best(lambda: lab_numpy(spectra, S, cmf))
-    print("spectra_to_lab 10^5 spectra: %.1f ms, numpy matrix product %.1f ms: %.2f x" % (ours * 1e3, peer * 1e3, ours / peer))
+    print("spectra_to_lab 10^5 spectra: 1 thread %.1f ms (%.2f x), %d threads %.1f ms (%.2f x); numpy matrix product"
+          " %.1f ms" % (one * 1e3, one / peer, threads, many * 1e3, many / peer, peer * 1e3))
 
 
 if __name__ == "__main__":
