@@ -9,7 +9,9 @@ With --scheduler tcp://host:8786 the same code runs on a real cluster: start
 `dask scheduler` on one machine and `dask worker tcp://host:8786` on each
 other (each with hxtvel installed and the folder reachable at the same path),
 and the tasks go to the workers. Prints one line per file and a summary;
-exit status 1 when a file has a patch above the tolerance.
+exit status 1 when a file has a patch above the tolerance or no values to
+compare (a file that cannot be read is named with the cause; the others
+still count).
 """
 import argparse
 import glob
@@ -20,15 +22,18 @@ import numpy as np
 
 
 def compare(reference_lab, path, method):
-    """The CIEDE2000 summary of one file (runs on a worker)."""
+    """The CIEDE2000 summary of one file, or why it has none (runs on a worker)."""
     import warnings
 
     import hxtvel
-    with warnings.catch_warnings():
-        warnings.simplefilter("ignore")  # the import's notes
-        m = hxtvel.read_cgats(path, kinds=["lab"])
+    try:
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore")  # the import's notes
+            m = hxtvel.read_cgats(path, kinds=["lab"])
+    except (hxtvel.Error, OSError) as e:
+        return path, "cannot be read: %s" % e
     if m.lab is None or len(m.lab) != len(reference_lab):
-        return path, None
+        return path, "no L*a*b* for the reference's %d patches" % len(reference_lab)
     de = hxtvel.delta_e(reference_lab, m.lab, method)
     return path, (float(de.mean()), float(np.percentile(de, 95)), float(de.max()), int(de.argmax()))
 
@@ -54,16 +59,17 @@ def main(argv=None):
         results = client.gather(client.map(compare, [ref] * len(files), files, [args.method] * len(files)))
     if cluster is not None:
         cluster.close()
-    failed = 0
+    over = unusable = 0
     for path, s in results:
-        if s is None:
-            print("%s: no L*a*b* for the reference's %d patches" % (path, len(reference)))
-            failed += 1
+        if isinstance(s, str):
+            print("%s: %s" % (path, s))
+            unusable += 1
             continue
-        over = s[2] > args.tolerance
-        failed += over
-        print("%s: mean %.2f, p95 %.2f, max %.2f (patch %d) %s" % (path, *s[:3], s[3] + 1, "FAIL" if over else "ok"))
-    print("%d files, %d above dE %.2f" % (len(results), failed, args.tolerance))
+        bad = s[2] > args.tolerance
+        over += bad
+        print("%s: mean %.2f, p95 %.2f, max %.2f (patch %d) %s" % (path, *s[:3], s[3] + 1, "FAIL" if bad else "ok"))
+    print("%d files, %d above dE %.2f, %d without values" % (len(results), over, args.tolerance, unusable))
+    failed = over + unusable
     return 1 if failed else 0
 
 

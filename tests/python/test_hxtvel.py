@@ -252,12 +252,15 @@ def test_examples_run(tmp_path):
     ref = RNG.uniform([20, 5, 5], [90, 50, 50], (40, 3))  # away from the negative a* axis
     hxtvel.Measurement(lab=ref).write_cgats(tmp_path / "ref.cgats")
     os.mkdir(tmp_path / "archive")
-    for i in range(200):
+    for i in range(300):
         off = 6.0 if i == 17 else 0.5
         hxtvel.Measurement(lab=np.clip(ref + RNG.normal(0, off, ref.shape), [0, -128, -128], [100, 128, 128])) \
             .write_cgats(tmp_path / "archive" / ("m%03d.cgats" % i))
+    (tmp_path / "archive" / "m300.cgats").write_text("CGATS.17\nBEGIN_DATA\n")
     run = subprocess.run([sys.executable, os.path.join(SOURCE, "examples", "archive_dask.py"),
                           str(tmp_path / "ref.cgats"), str(tmp_path / "archive"), "--tolerance", "4"],
                          capture_output=True, text=True, env=env, timeout=300)
-    assert "200 files, 1 above dE 4.00" in run.stdout and run.returncode == 1, run.stdout[-500:] + run.stderr[-2000:]
+    assert "301 files, 1 above dE 4.00, 1 without values" in run.stdout and run.returncode == 1, \
+        run.stdout[-500:] + run.stderr[-2000:]
+    assert "m300.cgats: cannot be read" in run.stdout
     assert "m017.cgats: mean" in run.stdout and "FAIL" in run.stdout.split("m017.cgats")[1].splitlines()[0]
