@@ -1,4 +1,4 @@
-from typing import List, Tuple
+from typing import List, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -7,5 +7,7 @@ from . import Sensor
 
 WAVELENGTHS: npt.NDArray[np.float64]
 
-def chart_ids(data: bytes) -> List[int]: ...
-def spectra(data: bytes, chart_id: int) -> Tuple[npt.NDArray[np.float64], npt.NDArray[np.float64], Sensor]: ...
+Bytes = Union[bytes, bytearray, memoryview]
+
+def chart_ids(data: Bytes) -> List[int]: ...
+def spectra(data: Bytes, chart_id: int) -> Tuple[npt.NDArray[np.float64], npt.NDArray[np.float64], Sensor]: ...

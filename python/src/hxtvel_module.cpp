@@ -81,9 +81,15 @@ void parallel(size_t n, size_t grain, F body) {
         return;
     }
     std::vector<std::thread> others;
-    others.reserve(pieces - 1);
-    for (size_t p = 1; p < pieces; ++p) others.emplace_back(body, n * p / pieces, n * (p + 1) / pieces);
+    size_t p = 1;
+    try {
+        others.reserve(pieces - 1);
+        for (; p < pieces; ++p) others.emplace_back(body, n * p / pieces, n * (p + 1) / pieces);
+    } catch (const std::exception &) {
+        // No more threads to be had: this one does the pieces left over.
+    }
     body(size_t{0}, n / pieces);
+    if (p < pieces) body(n * p / pieces, n);
     for (std::thread &t : others) t.join();
 }
 
