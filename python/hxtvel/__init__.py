@@ -174,8 +174,12 @@ class Measurement:
         _core.write_file(str(path), 0 if sep == "," else 1, *self._arrays())
 
     def to_pandas(self):
-        """The values as a pandas DataFrame, one row per patch, indexed by SAMPLE_ID."""
-        import pandas as pd
+        """The values as a pandas DataFrame, one row per patch, indexed by SAMPLE_ID
+        (1, 2, ... when the file had none); columns named as in CGATS files."""
+        try:
+            import pandas as pd
+        except ImportError:
+            raise ImportError("to_pandas needs pandas (Debian: python3-pandas)") from None
         columns = {}
         names = {"rgb": "RGB_R RGB_G RGB_B", "cmyk": "CMYK_C CMYK_M CMYK_Y CMYK_K", "lab": "LAB_L LAB_A LAB_B",
                  "xyz": "XYZ_X XYZ_Y XYZ_Z"}
