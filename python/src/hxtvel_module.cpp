@@ -382,17 +382,24 @@ void chart_check(uint32_t code, const std::string &what) {
     if (code) fail(code, what + ": " + hxtvel_code_text(code));
 }
 
+// The Python layer's setting tuple (page width, height, dpi, patch width,
+// height in 0.1 mm, the two layout bytes, white bar) for `patches` patches.
+velPAreaStruct setting_of(const py::tuple &t, uint32_t patches) {
+    velPAreaStruct s{};
+    s.patch_count = patches;
+    s.page_width = t[0].cast<uint32_t>();
+    s.page_height = t[1].cast<uint32_t>();
+    s.resolution = t[2].cast<uint32_t>();
+    s.patch_width = t[3].cast<uint32_t>();
+    s.patch_height = t[4].cast<uint32_t>();
+    s.layout_first = t[5].cast<uint8_t>();
+    s.layout_second = t[6].cast<uint8_t>();
+    s.whitebar_width = t[7].cast<uint32_t>();
+    return s;
+}
+
 // Setting and colours; colours (n,3) RGB 0-255 or (n,4) CMYK percent.
 void prepare(chart_handle &c, py::tuple setting, array colours) {
-    velPAreaStruct s{};
-    s.page_width = setting[0].cast<uint32_t>();
-    s.page_height = setting[1].cast<uint32_t>();
-    s.resolution = setting[2].cast<uint32_t>();
-    s.patch_width = setting[3].cast<uint32_t>();
-    s.patch_height = setting[4].cast<uint32_t>();
-    s.layout_first = setting[5].cast<uint8_t>();
-    s.layout_second = setting[6].cast<uint8_t>();
-    s.whitebar_width = setting[7].cast<uint32_t>();
     if (colours.ndim() != 2 || (colours.shape(1) != 3 && colours.shape(1) != 4) || colours.shape(0) == 0) {
         fail(HXTVEL_E_CHART_ARG, "colours: expected an array (n, 3) of RGB 0-255 or (n, 4) of CMYK percent");
     }
@@ -401,7 +408,7 @@ void prepare(chart_handle &c, py::tuple setting, array colours) {
     const double lo[4] = {0, 0, 0, 0};
     static const char *const names[] = {"first", "second", "third", "fourth"};
     check_values("colours", colours, size_t(colours.shape(1)), lo, hi, names);
-    s.patch_count = uint32_t(colours.shape(0));
+    const velPAreaStruct s = setting_of(setting, uint32_t(colours.shape(0)));
     chart_check(HXTVEL_SetMChartSetting(c.h, s), "chart setting");
     const uint32_t n = s.patch_count;
     chart_check(cmyk ? HXTVEL_SetMChartData_CMYK(c.h, reinterpret_cast<const velCMYK *>(colours.data()), n)
@@ -432,16 +439,7 @@ py::list page_records(const std::vector<velMChartStruct> &pages) {
 py::list chart_geometry(py::tuple setting, array colours, bool bar) {
     chart_handle c;
     prepare(c, setting, colours);
-    velPAreaStruct s{};  // the stored setting again, for the query
-    s.patch_count = uint32_t(colours.shape(0));
-    s.page_width = setting[0].cast<uint32_t>();
-    s.page_height = setting[1].cast<uint32_t>();
-    s.resolution = setting[2].cast<uint32_t>();
-    s.patch_width = setting[3].cast<uint32_t>();
-    s.patch_height = setting[4].cast<uint32_t>();
-    s.layout_first = setting[5].cast<uint8_t>();
-    s.layout_second = setting[6].cast<uint8_t>();
-    s.whitebar_width = setting[7].cast<uint32_t>();
+    const velPAreaStruct s = setting_of(setting, uint32_t(colours.shape(0)));
     uint32_t pages = 0;
     const HXTVEL_PosBar b = bar ? HXTVEL_POSBAR_ON : HXTVEL_POSBAR_OFF;
     chart_check(HXTVEL_CalcTiffInfo(c.h, s, HXTVEL_UNIT_PIXEL, b, &pages, nullptr), "chart geometry");
