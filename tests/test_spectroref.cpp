@@ -268,7 +268,7 @@ std::vector<Layout> layouts() {
 INSTANTIATE_TEST_SUITE_P(Layouts, ChartOrder, testing::ValuesIn(layouts()));
 
 // ---------------------------------------------------------------------------
-// check_spectrobin
+// hxtvel_check_spectrobin
 // ---------------------------------------------------------------------------
 
 hxtvel_stream_check check(const Bytes &b, size_t n) { return hxtvel_check_spectrobin(b.data(), n); }
