@@ -50,7 +50,8 @@ def main(out="qc_round"):
     table = pd.DataFrame({"C": cmyk[:, 0], "M": cmyk[:, 1], "Y": cmyk[:, 2], "K": cmyk[:, 3],
                           "L_ref": reference[:, 0], "L": measured[:, 0],
                           "dE00": hxtvel.delta_e(reference, measured)}, index=pd.RangeIndex(1, len(cmyk) + 1, name="patch"))
-    print("%d patches on %d pages (%s), measured by %s" % (len(cmyk), len(files), files[0], sensor.instrument))
+    print("%d patches on %d page%s (%s ...), measured by %s"
+          % (len(cmyk), len(files), "" if len(files) == 1 else "s", files[0], sensor.instrument))
     print(table.sort_values("dE00", ascending=False).head(5).round(2).to_string())
     print("CIEDE2000: mean %.2f, 95th percentile %.2f, max %.2f" % (table.dE00.mean(), table.dE00.quantile(0.95),
                                                                    table.dE00.max()))
