@@ -64,14 +64,18 @@ std::string wedge_code_text(int32_t code) {
     }
 }
 
-void write_text_file(const std::string &path, const std::string &text, const std::string &final_path) {
+void write_bytes(const std::string &path, const void *data, size_t size, const std::string &final_path) {
     FILE *f = std::fopen(path.c_str(), "wb");
     if (!f) fail(exit_io, final_path + ": cannot create (" + std::strerror(errno) + ")");
-    const bool written = std::fwrite(text.data(), 1, text.size(), f) == text.size();
+    const bool written = std::fwrite(data, 1, size, f) == size;
     const int saved = errno;
     if (std::fclose(f) != 0 || !written) {
         fail(exit_io, final_path + ": write failed (" + std::strerror(written ? errno : saved) + ")");
     }
+}
+
+void write_text_file(const std::string &path, const std::string &text, const std::string &final_path) {
+    write_bytes(path, text.data(), text.size(), final_path);
 }
 
 std::vector<unsigned char> read_binary(const std::string &path) {

@@ -78,8 +78,9 @@ private:
     bool committed_ = false;
 };
 
-// Writes text to path (a temporary name of an output_stage); exit_io naming
-// final_path and the system's reason on failure.
+// Writes bytes or text to path (a temporary name of an output_stage);
+// exit_io naming final_path and the system's reason on failure.
+void write_bytes(const std::string &path, const void *data, size_t size, const std::string &final_path);
 void write_text_file(const std::string &path, const std::string &text, const std::string &final_path);
 
 // Creates a directory (and its parents) if missing; exit_io naming the path

@@ -44,15 +44,6 @@ bool exists(const std::string &path) {
     return ::stat(path.c_str(), &st) == 0;
 }
 
-// Writes one page of a memory image to its own file.
-void write_page(const std::string &path, const unsigned char *data, unsigned long long size) {
-    FILE *f = std::fopen(path.c_str(), "wb");
-    if (!f) fail(exit_io, path + ": cannot create (" + std::strerror(errno) + ")");
-    const bool ok = std::fwrite(data, 1, size, f) == size;
-    const bool closed = std::fclose(f) == 0;
-    if (!ok || !closed) fail(exit_io, path + ": write failed (" + std::strerror(errno) + ")");
-}
-
 }  // namespace
 
 drawn_chart draw_chart(const patch_set &patches, const velPAreaStruct &setting, bool bar, bool memory,
@@ -84,7 +75,7 @@ drawn_chart draw_chart(const patch_set &patches, const velPAreaStruct &setting, 
             unsigned long long size = 0;
             check_chart(HXTVEL_GetPageSize(chart.get(), p, &size), "page size");
             const std::string final_name = page_name(prefix, p);
-            write_page(stage.add(final_name), image.data() + offset, size);
+            write_bytes(stage.add(final_name), image.data() + offset, size, final_name);
             out.files.push_back(final_name);
             offset += size;
             bar_progress.update(p + 1);

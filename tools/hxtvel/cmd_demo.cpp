@@ -119,12 +119,7 @@ int run_demo(const demo_options &o) {
     const std::vector<unsigned char> stream = encode_spectrobin(inst, measured);
     const std::string stream_path = join_path(o.out, "measurement.spectrobin");
     const std::string stream_temp = stage.add(stream_path);
-    if (FILE *f = std::fopen(stream_temp.c_str(), "wb")) {
-        const bool ok = std::fwrite(stream.data(), 1, stream.size(), f) == stream.size();
-        if (std::fclose(f) != 0 || !ok) fail(exit_io, stream_path + ": write failed");
-    } else {
-        fail(exit_io, stream_path + ": cannot create");
-    }
+    write_bytes(stream_temp, stream.data(), stream.size(), stream_path);
 
     // 4. Divide the stream into its charts and patches, convert, compare.
     const spectrobin_file file(stream_temp);
