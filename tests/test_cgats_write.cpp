@@ -37,7 +37,8 @@ std::vector<std::string> written_lines(const std::string &path) {
     return lines;
 }
 
-TEST(Writer, LabFileAndTextBytes) {
+// The exact bytes, and with tracing on the same bytes and the operations' own texts.
+TEST(Writer, LabFileTextBytesAndTraces) {
     TempDir dir;
     Instance m;
     ASSERT_EQ(HXTVEL_SetLAB(m.h, kLab, 2), 0u);
@@ -51,6 +52,19 @@ TEST(Writer, LabFileAndTextBytes) {
     EXPECT_EQ(read_file(dir.file("c.txt")), "50.00,-3.50,12.00\n60.12,0.00,-0.00\n");
     ASSERT_EQ(HXTVEL_WriteText(m.h, dir.file("t.txt").c_str(), HXTVEL_FILE_TAB), 0u);
     EXPECT_EQ(read_file(dir.file("t.txt")), "50.00\t-3.50\t12.00\n60.12\t0.00\t-0.00\n");
+
+    hxtvel_test::TraceCapture capture(0x12);
+    ASSERT_EQ(HXTVEL_WriteCGATS(m.h, dir.file("traced.txt").c_str()), 0u);
+    const std::vector<std::string> t = capture.lines();
+    EXPECT_EQ(written_lines(dir.file("o.txt")), written_lines(dir.file("traced.txt")));
+    ASSERT_GE(t.size(), 4u);
+    EXPECT_EQ((std::vector<std::string>{t[0], t[1], t[t.size() - 2], t.back()}),
+              (std::vector<std::string>{"Info:write_cgats in", "Warn:write_cgats lockin",
+                                        "Warn:write_cgats lockout", "Info:write_cgats out"}));
+    for (const char *name : {"Info:get_field out", "Info:write_format out", "Info:write_data out"}) {
+        EXPECT_EQ(std::count(t.begin(), t.end(), name), 1) << name;
+    }
+    EXPECT_EQ(std::count(t.begin(), t.end(), "Info:double_to_string out"), 6);
 }
 
 TEST(Writer, SensorLinesAndEveryKind) {
@@ -147,26 +161,6 @@ TEST(Writer, RoundTripThroughTheReader) {
     ASSERT_EQ(HXTVEL_WriteCGATS(original.h, dir.file("o.txt").c_str()), 0u);
     ASSERT_EQ(HXTVEL_ReadCGATS(back.h, dir.file("o.txt").c_str(), 31), 0u);
     EXPECT_EQ(contents(back.h), contents(expected.h));
-}
-
-// Tracing on: the operations' own texts, and the same bytes as with it off.
-TEST(Writer, TracedWriteTextsAndBytes) {
-    TempDir dir;
-    Instance m;
-    HXTVEL_SetLAB(m.h, kLab, 2);
-    ASSERT_EQ(HXTVEL_WriteCGATS(m.h, dir.file("quiet.txt").c_str()), 0u);
-    hxtvel_test::TraceCapture capture(0x12);
-    ASSERT_EQ(HXTVEL_WriteCGATS(m.h, dir.file("traced.txt").c_str()), 0u);
-    const std::vector<std::string> t = capture.lines();
-    EXPECT_EQ(written_lines(dir.file("quiet.txt")), written_lines(dir.file("traced.txt")));
-    ASSERT_GE(t.size(), 4u);
-    EXPECT_EQ((std::vector<std::string>{t[0], t[1], t[t.size() - 2], t.back()}),
-              (std::vector<std::string>{"Info:write_cgats in", "Warn:write_cgats lockin",
-                                        "Warn:write_cgats lockout", "Info:write_cgats out"}));
-    for (const char *name : {"Info:get_field out", "Info:write_format out", "Info:write_data out"}) {
-        EXPECT_EQ(std::count(t.begin(), t.end(), name), 1) << name;
-    }
-    EXPECT_EQ(std::count(t.begin(), t.end(), "Info:double_to_string out"), 6);
 }
 
 }  // namespace
