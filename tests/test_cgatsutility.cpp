@@ -53,6 +53,7 @@ TEST(CgatsUtility, Edges) {
     EXPECT_TRUE(U::get_spectralnum("LAB_SPECTRAL_0380", w));
     EXPECT_EQ(w, 380);
     EXPECT_EQ(U::split_string_to_num("NUMBER_OF_SETS\t-1"), std::numeric_limits<unsigned long>::max());
+    EXPECT_EQ(U::split_string_to_num("NUMBER_OF_SETS"), 0u);  // no value
     EXPECT_EQ(U::get_datacount(0, 10, 0, 10, 0), 10u);
     EXPECT_EQ(U::get_datacount(10, 12, 0, 0, 0), 0u);
     EXPECT_EQ(U::get_writefmtval(12, hxtvel::WFK_ILLUMINATION), "");
