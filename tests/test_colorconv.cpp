@@ -34,7 +34,7 @@ TEST(ConversionChecks, CodesInOrder) {
         {1, 370, 700, 10, 0, true, 302},  // the result pointer before the range
         // Step test: refused only when none of start, end, step is a multiple of 10.
         {1, 385, 775, 5, 0, false, 304}, {1, 385, 480, 5, 0, false, 0}, {1, 385, 675, 10, 0, false, 0},
-        {1, 370, 700, 10, 0, false, 304}, {1, 400, 790, 10, 0, false, 304}, {1, 780, 380, 10, 0, false, 304},
+        {1, 370, 700, 10, 0, false, 304}, {1, 400, 781, 10, 0, false, 304}, {1, 780, 380, 10, 0, false, 304},
         {2, 780, 780, 10, 1, false, 0},  // a single sample at 780 nm
         // Within 380 .. 780 nm, but the samples, read every 10 nm from the
         // start row, would run past the 780 nm row; 580 .. 680 ends on it.

@@ -25,15 +25,21 @@ void announce(int32_t level, const char *text, uint32_t type = 0) {
 
 }  // namespace
 
-TEST(TraceLog, NothingWrittenInitiallyOrWithAZeroMask) {
+TEST(TraceLog, MaskDecidesWhereLinesGo) {
     testing::internal::CaptureStdout();
-    for (int32_t level : {0, 16, 32, 48, 64}) announce(level, "hidden");
+    for (int32_t level : {0, 16, 32, 48, 64}) announce(level, "hidden");  // initially: nothing
     {
         TraceCapture capture(0x10);
         announce(64, "never");
         EXPECT_TRUE(capture.lines().empty());
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    // The console alone: the line on standard output, nothing in the file.
+    TraceCapture console_only(0x11);
+    testing::internal::CaptureStdout();
+    announce(16, "screen");
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("[Info:screen]"), std::string::npos);
+    EXPECT_TRUE(console_only.lines().empty());
 }
 
 TEST(TraceLog, LevelByteSplitsIntoMaskAndThreshold) {
